@@ -1,0 +1,41 @@
+// Colour science: from a camera code value to a display code value.
+#pragma once
+
+#include <cstdint>
+
+#include "tipi.h"
+
+namespace varno {
+
+struct LookDef;
+
+// Shape and normalisation of a tone curve.
+struct Curva {
+  float scala = 0.0f;
+  float norma = 0.0f;
+  float grigio = 0.0f;
+  float spalla = 0.0f;
+  float contrasto = 0.0f;
+  float gamma = 0.0f;
+};
+
+// The grading context of one frame.
+struct Contesto {
+  const LookDef* look = nullptr;
+  Curva curva_look;
+  float forza = 0.0f;
+  float ev = 0.0f;
+  RGB guadagno{1.0f, 1.0f, 1.0f};
+  Curva curva_neutra;
+  int32_t profilo = 0;
+};
+
+// Solves scala, norma and grigio by geometric bisection for shoulder s,
+// white point w, contrast c and gamma g.
+Curva normalizza_curva(float s, float w, float c, float g);
+// Scene-linear to display-linear 0..1; miscela 0 keeps ratios, 1 maps per channel.
+RGB tonemap_ratio(RGB c, const Curva& k, float miscela);
+// Code value in the footage's encoding to the graded display code value.
+RGB applica_colore(RGB codice, const Contesto& ctx);
+
+}  // namespace varno

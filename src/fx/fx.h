@@ -1,0 +1,50 @@
+// The effect chain over a graded frame, and its stages.
+#pragma once
+
+#include <cstdint>
+
+#include "fx/ricetta.h"
+#include "tipi.h"
+
+namespace varno {
+
+// Frame-size values worked out once by the chain and read by the stages.
+struct Quadro {
+  int32_t larghezza = 0;
+  int32_t altezza = 0;
+  int32_t lato_max = 0;
+  int32_t riduzione = 1;
+  int32_t raggio_enhance = 0;
+  int32_t raggio_halation = 0;
+  int32_t raggio_bloom = 0;
+};
+
+// Round to nearest, halves away from zero, of a product taken in double;
+// saturates to the 32-bit range.
+int32_t arrotonda_raggio(double prodotto);
+int32_t calcola_riduzione(int32_t lato_max);
+Quadro calcola_quadro(int32_t larghezza, int32_t altezza);
+
+inline float luma_pixel(const float* p) { return p[0] * 0.2126f + p[1] * 0.7152f + p[2] * 0.0722f; }
+// Recomputes the whole plane from the live picture.
+void aggiorna_luma(const Immagine& img, Piano& luma, const Quadro& q);
+
+// Runs the twelve stages in order on img, in place.
+void applica_fx(Immagine& img, int32_t larghezza, int32_t altezza, const FxRicetta& ricetta);
+
+// The stages. Each reads the picture as the previous stage left it and writes
+// it back; the chain refreshes luma after the ones that need it.
+void fx_enhance(Immagine& img, const Piano& luma, const Quadro& q, float enhance);
+void fx_pelle(Immagine& img, const Piano& luma, const Quadro& q, float pelle);
+void fx_halation(Immagine& img, const Piano& luma, const Quadro& q, float halation);
+void fx_bloom(Immagine& img, const Piano& luma, const Quadro& q, float bloom);
+void fx_streak(Immagine& img, const Piano& luma, const Quadro& q, float streak);
+void fx_promist(Immagine& img, const Piano& luma, const Quadro& q, float promist);
+void fx_stella(Immagine& img, const Piano& luma, const Quadro& q, float stella, int32_t punte);
+void fx_mistw(Immagine& img, const Piano& luma, const Quadro& q, float mistw);
+void fx_glimmer(Immagine& img, const Piano& luma, const Quadro& q, float glimmer);
+void fx_aberrazione(Immagine& img, const Quadro& q, float ca);
+void fx_vignetta(Immagine& img, const Quadro& q, float vignetta);
+void fx_grana(Immagine& img, const Quadro& q, float grana, int32_t fotogramma);
+
+}  // namespace varno
