@@ -47,4 +47,7 @@ void fx_aberrazione(Immagine& img, const Quadro& q, float ca);
 void fx_vignetta(Immagine& img, const Quadro& q, float vignetta);
 void fx_grana(Immagine& img, const Quadro& q, float grana, int32_t fotogramma);
 
+// Film grain's hash of a cell and a frame number: a value in 0 up to 1.
+float hash_grana(uint32_t x, uint32_t y, uint32_t f);
+
 }  // namespace varno
