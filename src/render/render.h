@@ -1,0 +1,36 @@
+// One frame, from the host's render call to the return.
+#pragma once
+
+#include <cstdint>
+
+#include "fx/ricetta.h"
+#include "host/ofx_abi.h"
+#include "render/lut.h"
+#include "tipi.h"
+
+namespace varno {
+
+OfxStatus render(OfxImageEffectHandle handle, OfxPropertySetHandle inArgs);
+
+// A host image as plain values: the first pixel of its bounds, the signed
+// distance in bytes between rows, and its bounds (x2, y2 exclusive).
+struct VistaImmagine {
+  char* dati = nullptr;
+  int64_t row_bytes = 0;
+  OfxRectI bounds{0, 0, 0, 0};
+};
+
+// Largest window the render accepts; beyond it the buffers cannot be had.
+constexpr int64_t kPixelMassimi = int64_t{1} << 28;
+
+// Samples the table for every pixel of the window into immagine (W*H*3) and
+// sets the alpha aside in alfa (W*H). Pixels outside the source's bounds read
+// as transparent black.
+void passata_colore(const VistaImmagine& src, const OfxRectI& finestra, const Lut3D& lut, Immagine& immagine,
+                    Piano& alfa);
+// Copies immagine and alfa into the window of the output, where it lies inside
+// the output's bounds; nothing else of the output is touched.
+void passata_scrittura(const VistaImmagine& out, const OfxRectI& finestra, const Immagine& immagine,
+                       const Piano& alfa);
+
+}  // namespace varno
