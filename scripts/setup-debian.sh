@@ -1,0 +1,13 @@
+#!/usr/bin/env bash
+# Installs what building, testing and benchmarking need on Debian 12. Run as root.
+set -euo pipefail
+export DEBIAN_FRONTEND=noninteractive
+pkgs=(g++ cmake make pkg-config libgtest-dev libgmock-dev libbenchmark-dev libopenimageio-dev)
+missing=()
+for p in "${pkgs[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
+done
+if [ ${#missing[@]} -gt 0 ]; then
+  apt-get update -qq
+  apt-get install -y -qq --no-install-recommends "${missing[@]}"
+fi
