@@ -1,0 +1,184 @@
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <random>
+#include <vector>
+
+#include "fx/blur.h"
+#include "render/parallelo.h"
+#include "riferimento.h"
+
+using varno::Piano;
+
+namespace {
+
+Piano casuale(int w, int h, uint32_t seme) {
+  std::mt19937 gen(seme);
+  std::uniform_real_distribution<float> d(0.0f, 1.0f);
+  Piano p(static_cast<size_t>(w) * static_cast<size_t>(h));
+  for (auto& v : p) v = d(gen);
+  return p;
+}
+
+rif::Piano in_double(const Piano& p) { return rif::Piano(p.begin(), p.end()); }
+
+void vicino(const Piano& got, const rif::Piano& atteso, double tol) {
+  ASSERT_EQ(got.size(), atteso.size());
+  for (size_t i = 0; i < got.size(); ++i) ASSERT_NEAR(got[i], atteso[i], tol) << "sample " << i;
+}
+
+// Restores the platform's thread count whatever a test does.
+struct Thread {
+  explicit Thread(unsigned n) { varno::imposta_thread_hardware(n); }
+  ~Thread() { varno::imposta_thread_hardware(0); }
+};
+
+}  // namespace
+
+TEST(BoxBlur, RadiusBelowOneLeavesThePlaneBitForBit) {
+  for (int r : {0, -1, -1000}) {
+    Piano p = casuale(17, 9, 1);
+    const Piano prima = p;
+    varno::box_blur(p, 17, 9, r, 3);
+    varno::blur_su_ridotta(p, 17, 9, r, 1);
+    EXPECT_EQ(p, prima) << "radius " << r;
+  }
+}
+
+TEST(BoxBlur, MatchesDirectWindowSums) {
+  // Sizes around the radius: a line shorter than the window, equal to it, longer.
+  struct Caso { int w, h, r, passate; };
+  for (const Caso c : {Caso{40, 23, 3, 3}, Caso{5, 31, 4, 3}, Caso{31, 5, 7, 1}, Caso{9, 9, 4, 2}, Caso{1, 20, 2, 3}}) {
+    Piano p = casuale(c.w, c.h, 7);
+    const rif::Piano atteso = rif::box(in_double(p), c.w, c.h, c.r, c.passate);
+    varno::box_blur(p, c.w, c.h, c.r, c.passate);
+    SCOPED_TRACE(testing::Message() << c.w << "x" << c.h << " r" << c.r);
+    vicino(p, atteso, 2e-6);
+  }
+}
+
+TEST(BoxBlur, LineShorterThanWindowCountsTheEndSamplesOver) {
+  // n = 3, radius 5: the window of 11 holds 6, 5, 4 copies of the first sample
+  // and 4, 5, 6 of the last, with the middle one once.
+  Piano riga = {1.0f, 2.0f, 4.0f};
+  varno::box_blur(riga, 3, 1, 5, 1);
+  Piano colonna = {1.0f, 2.0f, 4.0f};
+  varno::box_blur(colonna, 1, 3, 5, 1);
+  const double atteso[3] = {24.0 / 11, 27.0 / 11, 30.0 / 11};
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_NEAR(riga[i], atteso[i], 1e-6);
+    EXPECT_NEAR(colonna[i], atteso[i], 1e-6);
+  }
+}
+
+TEST(BoxBlur, ConstantPlaneStaysConstant) {
+  for (int f : {1, 2, 3, 4}) {
+    Piano a(static_cast<size_t>(61 * 37), 0.3f);
+    Piano b = a;
+    varno::blur_su_ridotta(a, 61, 37, 9, f);
+    varno::blur_orizz_su_ridotta(b, 61, 37, 9, f);
+    for (size_t i = 0; i < a.size(); ++i) {
+      ASSERT_NEAR(a[i], 0.3f, 1e-6) << "factor " << f;
+      ASSERT_NEAR(b[i], 0.3f, 1e-6) << "factor " << f;
+    }
+  }
+}
+
+TEST(BlurSuRidotta, FactorOneIsTheFullSizeBoxBlur) {
+  Piano a = casuale(45, 27, 3);
+  Piano b = a;
+  varno::blur_su_ridotta(a, 45, 27, 6, 1);
+  varno::box_blur(b, 45, 27, 6, 3);
+  EXPECT_EQ(a, b);
+}
+
+TEST(BlurSuRidotta, ThreeByThreeAtFactorFourIsTheMeanOfNine) {
+  Piano p = {1, 2, 3, 4, 5, 6, 7, 8, 9};
+  varno::blur_su_ridotta(p, 3, 3, 3, 4);
+  for (float v : p) EXPECT_EQ(v, 5.0f);
+  Piano q = {1, 2, 3, 4, 5, 6, 7, 8, 9};
+  varno::blur_orizz_su_ridotta(q, 3, 3, 3, 4);
+  for (float v : q) EXPECT_EQ(v, 5.0f);
+}
+
+TEST(BlurSuRidotta, MatchesReduceBlurEnlarge) {
+  // Sizes that are not multiples of the factor exercise the unread tail and
+  // the held edge; radius 3 at factor 4 must still blur the copy (radius 1).
+  struct Caso { int w, h, r, f; };
+  for (const Caso c : {Caso{64, 48, 12, 4}, Caso{19, 13, 3, 4}, Caso{50, 29, 7, 3}, Caso{33, 40, 5, 2}}) {
+    Piano p = casuale(c.w, c.h, 11);
+    const rif::Piano atteso = rif::su_ridotta(in_double(p), c.w, c.h, c.r, c.f);
+    varno::blur_su_ridotta(p, c.w, c.h, c.r, c.f);
+    SCOPED_TRACE(testing::Message() << c.w << "x" << c.h << " r" << c.r << " f" << c.f);
+    vicino(p, atteso, 2e-6);
+  }
+}
+
+TEST(BlurSuRidotta, EnlargementIsNotCentred) {
+  // One bright block at copy sample 5 of a 12-wide row: the peak lands on the
+  // block's first pixel (20), not its middle, and falls off linearly between samples.
+  Piano p(48 * 4, 0.0f);
+  for (int y = 0; y < 4; ++y)
+    for (int x = 20; x < 24; ++x) p[static_cast<size_t>(y * 48 + x)] = 1.0f;
+  const rif::Piano atteso = rif::su_ridotta(in_double(p), 48, 4, 4, 4);
+  varno::blur_su_ridotta(p, 48, 4, 4, 4);
+  vicino(p, atteso, 2e-6);
+  EXPECT_GT(p[20], p[21]);
+  EXPECT_GT(p[20], p[19]);
+}
+
+TEST(BlurOrizzSuRidotta, FactorOneSpreadsAPixelAlongItsRowOnly) {
+  const int w = 41, h = 9;
+  Piano p(static_cast<size_t>(w * h), 0.0f);
+  p[4 * w + 20] = 1.0f;
+  const rif::Piano atteso = rif::orizz_su_ridotta(in_double(p), w, h, 4, 1);
+  varno::blur_orizz_su_ridotta(p, w, h, 4, 1);
+  vicino(p, atteso, 1e-6);
+  double somma = 0.0;
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x) {
+      const float v = p[static_cast<size_t>(y * w + x)];
+      if (y != 4) {
+        ASSERT_EQ(v, 0.0f) << x << "," << y;
+      }
+      somma += v;
+    }
+  EXPECT_GT(p[4 * w + 20 + 12], 0.0f);  // three passes of radius 4 reach 12 away
+  EXPECT_NEAR(p[4 * w + 20 + 13], 0.0f, 1e-7);  // only running-sum residue
+  EXPECT_NEAR(somma, 1.0, 1e-5);
+}
+
+TEST(BlurOrizzSuRidotta, MatchesReduceHorizontalBlurEnlarge) {
+  struct Caso { int w, h, r, f; };
+  for (const Caso c : {Caso{70, 21, 20, 2}, Caso{37, 14, 9, 3}, Caso{64, 16, 30, 4}, Caso{8, 3, 40, 1}}) {
+    Piano p = casuale(c.w, c.h, 5);
+    const rif::Piano atteso = rif::orizz_su_ridotta(in_double(p), c.w, c.h, c.r, c.f);
+    varno::blur_orizz_su_ridotta(p, c.w, c.h, c.r, c.f);
+    SCOPED_TRACE(testing::Message() << c.w << "x" << c.h << " r" << c.r << " f" << c.f);
+    vicino(p, atteso, 2e-6);
+  }
+}
+
+TEST(Blur, SameBitsOnOneOrManyThreads) {
+  const int w = 67, h = 45;
+  const Piano sorgente = casuale(w, h, 9);
+  auto esegui = [&](unsigned thread) {
+    Thread t(thread);
+    std::vector<Piano> r(3, sorgente);
+    varno::box_blur(r[0], w, h, 5, 3);
+    varno::blur_su_ridotta(r[1], w, h, 9, 2);
+    varno::blur_orizz_su_ridotta(r[2], w, h, 9, 2);
+    return r;
+  };
+  const auto uno = esegui(1);
+  EXPECT_EQ(uno, esegui(3));
+  EXPECT_EQ(uno, esegui(16));
+}
+
+TEST(Blur, EmptyOrNegativeSizesTouchNothing) {
+  Piano p;
+  varno::box_blur(p, 0, 5, 3, 3);
+  varno::blur_su_ridotta(p, -4, 5, 3, 2);
+  varno::blur_orizz_su_ridotta(p, 5, 0, 3, 0);
+  EXPECT_TRUE(p.empty());
+}
