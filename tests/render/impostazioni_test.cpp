@@ -1,0 +1,167 @@
+// A frame's settings from parameter values, and the rules of the table's key.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "render/impostazioni.h"
+#include "render/lut.h"
+
+namespace {
+
+using namespace varno;
+
+ValoriParametri predefiniti() {
+  ValoriParametri v;
+  v.formato = 16;
+  v.forza = 1.0;
+  v.halation_on = v.bloom_on = v.enhance_on = v.vignetta_on = 1;
+  v.halation = 0.28, v.bloom = 0.16, v.enhance = 0.06, v.vignetta = 0.1;
+  return v;
+}
+
+TEST(Impostazioni, FrameNumberTruncatesTowardZeroAndSaturates) {
+  EXPECT_EQ(numero_fotogramma(12.9), 12);
+  EXPECT_EQ(numero_fotogramma(-0.5), 0);
+  EXPECT_EQ(numero_fotogramma(-3.7), -3);
+  EXPECT_EQ(numero_fotogramma(std::nan("")), 0);
+  EXPECT_EQ(numero_fotogramma(1e300), std::numeric_limits<int32_t>::max());
+  EXPECT_EQ(numero_fotogramma(-std::numeric_limits<double>::infinity()), std::numeric_limits<int32_t>::min());
+}
+
+TEST(Impostazioni, RecipeFollowsEnablesScalesTheFourGradesAndCountsPoints) {
+  ValoriParametri v = predefiniti();
+  v.halation_on = 0;  // amount left as the user had it
+  v.halation = 0.5;
+  v.promist_on = v.mistw_on = v.glimmer_on = v.pelle_on = v.stella_on = 1;
+  v.promist = v.mistw = v.glimmer = v.pelle = v.stella = 1.0;
+  v.punte = 2;
+  FxRicetta r = calcola_impostazioni(v).ricetta;
+  EXPECT_EQ(r.halation, 0.0f);
+  EXPECT_EQ(r.bloom, 0.16f);
+  EXPECT_EQ(r.promist, 1.0f * 0.55f);
+  EXPECT_EQ(r.mistw, 0.55f);
+  EXPECT_EQ(r.glimmer, 0.55f);
+  EXPECT_EQ(r.pelle, 0.55f);
+  EXPECT_EQ(r.stella, 1.0f);
+  EXPECT_EQ(r.punte, 8);
+  v.punte = 0;
+  EXPECT_EQ(calcola_impostazioni(v).ricetta.punte, 4);
+  v.punte = std::numeric_limits<int32_t>::max();  // a host's garbage saturates, no overflow
+  EXPECT_EQ(calcola_impostazioni(v).ricetta.punte, std::numeric_limits<int32_t>::max());
+}
+
+TEST(Impostazioni, LookOutOfRangeFallsBackToTheFirst) {
+  for (int32_t look : {-1, 12, std::numeric_limits<int32_t>::min(), std::numeric_limits<int32_t>::max()}) {
+    ValoriParametri v = predefiniti();
+    v.look = look;
+    const Impostazioni s = calcola_impostazioni(v);
+    EXPECT_EQ(s.chiave.look, 0);
+    EXPECT_EQ(s.contesto.look, &looks()[0]);
+  }
+}
+
+TEST(Impostazioni, WhiteBalanceGains) {
+  ValoriParametri v = predefiniti();
+  v.temp = 1.0, v.tinta = 0.0;
+  RGB g = calcola_impostazioni(v).contesto.guadagno;
+  EXPECT_EQ(g.r, 1.25f);
+  EXPECT_EQ(g.g, 1.0f);
+  EXPECT_EQ(g.b, 0.75f);
+  v.temp = 0.0, v.tinta = 1.0;
+  g = calcola_impostazioni(v).contesto.guadagno;
+  EXPECT_EQ(g.r, 0.9f);
+  EXPECT_EQ(g.g, 1.2f);
+  EXPECT_EQ(g.b, 0.9f);
+}
+
+TEST(Impostazioni, ProfileKeyKeepsTheResolvedIndexTheContextClampsIt) {
+  ValoriParametri v = predefiniti();
+  v.formato = 12, v.cs_canon = 2;
+  EXPECT_EQ(calcola_impostazioni(v).contesto.profilo, 26);
+  v.formato = 4;
+  EXPECT_EQ(calcola_impostazioni(v).contesto.profilo, 23);
+  v.formato = 40;  // not a listed format: resolves to formato - 1
+  const Impostazioni s = calcola_impostazioni(v);
+  EXPECT_EQ(s.chiave.profilo, 39);
+  EXPECT_EQ(s.contesto.profilo, 31);
+  v.formato = std::numeric_limits<int32_t>::min();
+  EXPECT_EQ(calcola_impostazioni(v).contesto.profilo, 0);
+}
+
+// The table's key: these run in one process, so each compares build counts.
+TEST(ChiaveLut, RebuildsOnlyWhenTheKeyChanges) {
+  ValoriParametri v = predefiniti();
+  v.formato = 0;
+  v.look = 3;
+  v.ev = 0.123456789;
+  Impostazioni s = calcola_impostazioni(v);
+  const uint64_t n0 = lut_costruzioni();
+  auto t1 = aggiorna_lut(s.chiave, s.contesto);
+  EXPECT_EQ(lut_costruzioni(), n0 + 1);
+  auto t2 = aggiorna_lut(s.chiave, s.contesto);
+  EXPECT_EQ(lut_costruzioni(), n0 + 1);
+  EXPECT_EQ(t1, t2);
+
+  // Effect amounts and the time are not in the key.
+  v.halation = 0.6, v.bloom_on = 0, v.tempo = 99.0, v.grana_on = 1, v.grana = 0.5;
+  s = calcola_impostazioni(v);
+  aggiorna_lut(s.chiave, s.contesto);
+  EXPECT_EQ(lut_costruzioni(), n0 + 1);
+
+  // A last-bit change of a double rebuilds.
+  v.ev = std::nextafter(v.ev, 1.0);
+  s = calcola_impostazioni(v);
+  auto t3 = aggiorna_lut(s.chiave, s.contesto);
+  EXPECT_EQ(lut_costruzioni(), n0 + 2);
+  EXPECT_NE(t1, t3);
+  EXPECT_EQ(t1->N, 81);  // the old table stays whole for whoever holds it
+  EXPECT_EQ(t1->dati.size(), 81u * 81u * 81u * 3u);
+}
+
+TEST(ChiaveLut, NotANumberStrengthRebuildsEveryTime) {
+  ValoriParametri v = predefiniti();
+  v.forza = std::nan("");
+  const Impostazioni s = calcola_impostazioni(v);
+  const uint64_t n0 = lut_costruzioni();
+  aggiorna_lut(s.chiave, s.contesto);
+  aggiorna_lut(s.chiave, s.contesto);
+  EXPECT_EQ(lut_costruzioni(), n0 + 2);
+}
+
+TEST(ChiaveLut, LookOutOfRangeKeysTheFirstLook) {
+  ValoriParametri v = predefiniti();
+  v.look = 57;
+  Impostazioni s = calcola_impostazioni(v);
+  const uint64_t n0 = lut_costruzioni();
+  aggiorna_lut(s.chiave, s.contesto);
+  v.look = 0;
+  s = calcola_impostazioni(v);
+  aggiorna_lut(s.chiave, s.contesto);
+  EXPECT_LE(lut_costruzioni(), n0 + 1);
+}
+
+TEST(Lut3D, SampleOrderIsBlueGreenRedChannel) {
+  ValoriParametri v = predefiniti();
+  const Impostazioni s = calcola_impostazioni(v);
+  Lut3D t;
+  t.costruisci(s.contesto, 81);
+  ASSERT_EQ(t.dati.size(), 1594323u);
+  auto atteso = [&](int r, int g, int b) {
+    const float passo = 1.0f / 80.0f;
+    return applica_colore({r * passo, g * passo, b * passo}, s.contesto);
+  };
+  struct Punto {
+    int r, g, b;
+    size_t indice;
+  };
+  for (const Punto& p : {Punto{0, 0, 0, 0}, Punto{80, 0, 0, 80}, Punto{0, 1, 0, 81}, Punto{17, 33, 61, (61 * 81 + 33) * 81 + 17},
+                         Punto{80, 80, 80, 81 * 81 * 81 - 1}}) {
+    const RGB a = atteso(p.r, p.g, p.b);
+    EXPECT_EQ(t.dati[p.indice * 3 + 0], a.r);
+    EXPECT_EQ(t.dati[p.indice * 3 + 1], a.g);
+    EXPECT_EQ(t.dati[p.indice * 3 + 2], a.b);
+  }
+}
+
+}  // namespace
