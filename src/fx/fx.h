@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
+#include <vector>
 
 #include "fx/ricetta.h"
 #include "tipi.h"
@@ -49,5 +51,12 @@ void fx_grana(Immagine& img, const Quadro& q, float grana, int32_t fotogramma);
 
 // Film grain's hash of a cell and a frame number: a value in 0 up to 1.
 float hash_grana(uint32_t x, uint32_t y, uint32_t f);
+
+// The vignette's mask for a frame size: one per process, shared by every
+// instance, rebuilt only when the size changes. The pointer keeps the mask
+// alive for whoever holds it, even if another size replaces it meanwhile.
+std::shared_ptr<const std::vector<float>> vignetta_mask(int32_t larghezza, int32_t altezza);
+// Number of times the mask has been built since the process started.
+uint64_t vignetta_costruzioni();
 
 }  // namespace varno
