@@ -1,0 +1,77 @@
+// Every stage on degenerate frame sizes and on different thread counts.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "fx_effetti/comune.h"
+
+namespace varno {
+namespace {
+
+using prova::Fotogramma;
+
+struct Stadio {
+  std::string nome;
+  std::function<void(Fotogramma&)> applica;
+};
+
+// Every stage at the top of its range.
+std::vector<Stadio> stadi() {
+  return {
+      {"pelle", [](Fotogramma& f) { fx_pelle(f.img, f.luma, f.q, 0.55f); }},
+      {"streak", [](Fotogramma& f) { fx_streak(f.img, f.luma, f.q, 0.6f); }},
+      {"promist", [](Fotogramma& f) { fx_promist(f.img, f.luma, f.q, 0.55f); }},
+      {"stella4", [](Fotogramma& f) { fx_stella(f.img, f.luma, f.q, 1.0f, 4); }},
+      {"stella8", [](Fotogramma& f) { fx_stella(f.img, f.luma, f.q, 1.0f, 8); }},
+      {"mistw", [](Fotogramma& f) { fx_mistw(f.img, f.luma, f.q, 0.55f); }},
+      {"glimmer", [](Fotogramma& f) { fx_glimmer(f.img, f.luma, f.q, 0.55f); }},
+      {"aberrazione", [](Fotogramma& f) { fx_aberrazione(f.img, f.q, 0.6f); }},
+      {"grana", [](Fotogramma& f) { fx_grana(f.img, f.q, 0.6f, 12345); }},
+  };
+}
+
+// 1 by 1, single rows and columns, and lines longer than 1920 so that the
+// reductions are above 1 with a reduced side of 1. AddressSanitizer watches
+// the reads.
+TEST(Bordi, ThinFramesThroughEveryStage) {
+  const std::pair<int32_t, int32_t> misure[] = {{1, 1}, {1, 17}, {17, 1}, {1, 2000}, {2000, 1}, {3, 3}, {2, 1}};
+  for (const Stadio& s : stadi()) {
+    for (auto [w, h] : misure) {
+      Fotogramma f = prova::casuale(w, h, uint32_t(w * 31 + h), 0.0f, 1.0f);
+      f.imposta(0, 0, 1.0f, 1.0f, 1.0f);
+      f.aggiorna();
+      s.applica(f);
+      for (float v : f.img) ASSERT_TRUE(std::isfinite(v)) << s.nome << " " << w << "x" << h;
+    }
+  }
+  // A uniform frame stays uniform through the stages that keep it so.
+  for (auto [w, h] : misure) {
+    Fotogramma f(w, h, 0.3f, 0.4f, 0.5f);
+    fx_aberrazione(f.img, f.q, 0.6f);
+    fx_pelle(f.img, f.luma, f.q, 0.55f);
+    for (size_t i = 0; i < f.img.size(); ++i) EXPECT_NEAR(f.img[i], 0.3f + 0.1f * float(i % 3), 2e-6f) << w << "x" << h;
+  }
+}
+
+TEST(Bordi, OneThreadOrManySameBits) {
+  for (const Stadio& s : stadi()) {
+    const Fotogramma sorgente = prova::casuale(203, 157, 77, 0.0f, 1.4f);
+    Fotogramma uno = sorgente, molti = sorgente;
+    {
+      prova::ConThread t(1);
+      s.applica(uno);
+    }
+    {
+      prova::ConThread t(6);
+      s.applica(molti);
+    }
+    EXPECT_TRUE(prova::stessi_bit(uno.img, molti.img)) << s.nome;
+    EXPECT_FALSE(prova::stessi_bit(uno.img, sorgente.img)) << s.nome;
+  }
+}
+
+}  // namespace
+}  // namespace varno
