@@ -1,0 +1,87 @@
+// The built-in test chart of --demo.
+#include <algorithm>
+#include <cmath>
+
+#include "tool.h"
+
+namespace varno_render {
+
+namespace {
+
+struct Colour {
+  float r, g, b;
+};
+
+// A colour checker's 24 patches as 8-bit display values, row by row.
+const unsigned char kChecker[24][3] = {
+    {115, 82, 68},   {194, 150, 130}, {98, 122, 157},  {87, 108, 67},   {133, 128, 177}, {103, 189, 170},
+    {214, 126, 44},  {80, 91, 166},   {193, 90, 99},   {94, 60, 108},   {157, 188, 64},  {224, 163, 46},
+    {56, 61, 150},   {70, 148, 73},   {175, 54, 60},   {231, 199, 31},  {187, 86, 149},  {8, 133, 161},
+    {243, 243, 242}, {200, 200, 200}, {160, 160, 160}, {122, 122, 121}, {85, 85, 85},    {52, 52, 52}};
+
+// Skin from very fair to very dark, 8-bit display values.
+const unsigned char kSkin[8][3] = {{255, 224, 196}, {241, 194, 167}, {224, 172, 138}, {198, 134, 103},
+                                   {176, 112, 80},  {141, 85, 54},   {104, 61, 38},   {66, 40, 27}};
+
+const Colour kBars[6] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}, {0, 1, 1}, {1, 0, 1}, {1, 1, 0}};
+
+// Highlights far above white: centre (fractions of the frame) and value.
+struct Light {
+  float x, y, value;
+  Colour tint;
+};
+const Light kLights[] = {{0.74f, 0.58f, 4.0f, {1.0f, 1.0f, 1.0f}},
+                         {0.80f, 0.62f, 8.0f, {1.0f, 0.85f, 0.6f}},
+                         {0.86f, 0.57f, 12.0f, {1.0f, 1.0f, 1.0f}},
+                         {0.92f, 0.63f, 20.0f, {0.8f, 0.9f, 1.0f}},
+                         {0.96f, 0.58f, 6.0f, {1.0f, 0.5f, 0.3f}}};
+
+Colour from8(const unsigned char c[3]) { return {c[0] / 255.0f, c[1] / 255.0f, c[2] / 255.0f}; }
+
+}  // namespace
+
+Picture demo_chart(int width, int height) {
+  Picture pic;
+  pic.width = width;
+  pic.height = height;
+  pic.rgba.assign(static_cast<size_t>(width) * static_cast<size_t>(height) * 4, 1.0f);
+  const float radius = std::max(1.5f, height / 150.0f);
+
+  for (int y = 0; y < height; ++y) {
+    float v = (y + 0.5f) / height;
+    for (int x = 0; x < width; ++x) {
+      float u = (x + 0.5f) / width;
+      Colour c{0.05f, 0.05f, 0.05f};
+      if (v >= 0.04f && v < 0.50f && u >= 0.02f && u < 0.98f) {
+        // Colour checker, 6 by 4, with a dark gap around each patch.
+        float cu = (u - 0.02f) / 0.96f * 6.0f, cv = (v - 0.04f) / 0.46f * 4.0f;
+        int col = std::min(5, static_cast<int>(cu)), row = std::min(3, static_cast<int>(cv));
+        float fu = cu - col, fv = cv - row;
+        if (fu > 0.06f && fu < 0.94f && fv > 0.06f && fv < 0.94f) c = from8(kChecker[row * 6 + col]);
+      } else if (v >= 0.54f && v < 0.66f && u >= 0.02f && u < 0.68f) {
+        int k = std::min(7, static_cast<int>((u - 0.02f) / 0.66f * 8.0f));
+        c = from8(kSkin[k]);
+      } else if (v >= 0.54f && v < 0.66f && u >= 0.70f && u < 0.98f) {
+        c = {0.02f, 0.02f, 0.025f};  // night sky for the lights
+        for (const Light& l : kLights) {
+          float dx = (u - l.x) * width, dy = (v - l.y) * height;
+          if (dx * dx + dy * dy <= radius * radius)
+            c = {l.value * l.tint.r, l.value * l.tint.g, l.value * l.tint.b};
+        }
+      } else if (v >= 0.70f && v < 0.79f && u >= 0.02f && u < 0.98f) {
+        float g = (u - 0.02f) / 0.96f;  // smooth ramp, black to white
+        c = {g, g, g};
+      } else if (v >= 0.81f && v < 0.88f && u >= 0.02f && u < 0.98f) {
+        float g = std::floor((u - 0.02f) / 0.96f * 11.0f) / 10.0f;  // eleven steps
+        c = {std::min(g, 1.0f), std::min(g, 1.0f), std::min(g, 1.0f)};
+      } else if (v >= 0.90f && v < 0.97f && u >= 0.02f && u < 0.98f) {
+        c = kBars[std::min(5, static_cast<int>((u - 0.02f) / 0.96f * 6.0f))];
+      }
+      float* p = &pic.rgba[(static_cast<size_t>(y) * width + x) * 4];
+      p[0] = c.r, p[1] = c.g, p[2] = c.b, p[3] = 1.0f;
+    }
+  }
+  return pic;
+}
+
+}  // namespace varno_render

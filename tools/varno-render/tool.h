@@ -1,0 +1,34 @@
+// Pieces of varno-render: pictures in memory, files through OpenImageIO, the demo chart.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace varno_render {
+
+// RGBA floats, four a pixel, the top row first (as files store them).
+struct Picture {
+  int width = 0;
+  int height = 0;
+  std::vector<float> rgba;
+};
+
+// Reads any format OpenImageIO knows into float RGBA: grey becomes RGB, and
+// alpha is 1 where the file has none. False with a message on failure.
+bool read_picture(const std::string& path, Picture& out, std::string& error);
+
+// Whether a file of this name can be written (the format is taken from the extension).
+bool can_write(const std::string& path, std::string& error);
+
+// Writes to a temporary file beside `path` and renames it over `path` only
+// when everything succeeded, so a failure never leaves a partial file.
+bool write_picture(const std::string& path, const Picture& pic, std::string& error);
+
+// Removes the temporary file of a write in progress (for signal handlers).
+void remove_pending_output();
+
+// A synthetic test chart: colour patches, skin tones, grey ramps and a few
+// small highlights far above white.
+Picture demo_chart(int width, int height);
+
+}  // namespace varno_render
