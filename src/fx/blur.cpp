@@ -1,7 +1,9 @@
 #include "fx/blur.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <utility>
+#include <vector>
 
 #include "fx/campiona.h"
 #include "render/parallelo.h"
@@ -10,24 +12,51 @@ namespace varno {
 
 namespace {
 
-// One running-sum pass over a line of n samples read at stride `passo` from
-// src and written at the same stride into dst. The window never shrinks at the
-// edges: positions past an end read the end sample, also when the window is
-// wider than the line. The sum is carried in single precision along the whole
+// One running-sum pass along a row of n samples, from src into dst. The
+// window never shrinks at the edges: positions past an end read the end
+// sample, also when the window is wider than the line. The sum is carried in single precision along the whole
 // line and never refreshed, so its drift is part of the result.
-inline void passata(const float* src, float* dst, int64_t n, int64_t passo, int64_t raggio) {
+inline void passata(const float* src, float* dst, int64_t n, int64_t raggio) {
   const float finestra = static_cast<float>(2 * raggio + 1);
   const int64_t ultimo = n - 1;
   float somma = 0.0f;
   for (int64_t k = -raggio; k <= raggio; ++k) {
     const int64_t i = k < 0 ? 0 : (k > ultimo ? ultimo : k);
-    somma += src[i * passo];
+    somma += src[i];
   }
   for (int64_t x = 0; x < n; ++x) {
-    dst[x * passo] = somma / finestra;
+    dst[x] = somma / finestra;
     const int64_t entra = x + raggio + 1 < ultimo ? x + raggio + 1 : ultimo;
     const int64_t esce = x - raggio > 0 ? x - raggio : 0;
-    somma = somma + (src[entra * passo] - src[esce * passo]);
+    somma = somma + (src[entra] - src[esce]);
+  }
+}
+
+// The same pass down a group of n adjacent columns at once: each column gets
+// exactly the arithmetic it would get alone, but every row of the group is one
+// contiguous read instead of a stride per sample.
+constexpr int64_t kGruppoMax = 64;
+
+inline void passata_colonne(const float* src, float* dst, int64_t n, int64_t passo, int64_t raggio,
+                            int64_t colonne) {
+  const float finestra = static_cast<float>(2 * raggio + 1);
+  const int64_t ultimo = n - 1;
+  float somma[kGruppoMax];
+  for (int64_t j = 0; j < colonne; ++j) somma[j] = 0.0f;
+  for (int64_t k = -raggio; k <= raggio; ++k) {
+    const float* riga = src + (k < 0 ? 0 : (k > ultimo ? ultimo : k)) * passo;
+    for (int64_t j = 0; j < colonne; ++j) somma[j] += riga[j];
+  }
+  for (int64_t y = 0; y < n; ++y) {
+    const int64_t entra = y + raggio + 1 < ultimo ? y + raggio + 1 : ultimo;
+    const int64_t esce = y - raggio > 0 ? y - raggio : 0;
+    const float* a = src + entra * passo;
+    const float* b = src + esce * passo;
+    float* d = dst + y * passo;
+    for (int64_t j = 0; j < colonne; ++j) {
+      d[j] = somma[j] / finestra;
+      somma[j] = somma[j] + (a[j] - b[j]);
+    }
   }
 }
 
@@ -37,14 +66,36 @@ inline int32_t lato_ridotto(int32_t lato, int32_t riduzione) {
   return r > 1 ? r : 1;
 }
 
-// Bilinear enlargement of the reduced copy back over the whole plane.
+// Bilinear enlargement of the reduced copy back over the whole plane. It gives
+// the same bits as campiona_ridotta at every pixel; the columns' sample pairs
+// and weights are worked out once per call instead of once per pixel.
 void ingrandisci(const Piano& copia, int32_t w2, int32_t h2, Piano& piano, int32_t larghezza, int32_t altezza,
                  int32_t riduzione) {
   const int64_t w = larghezza;
+  const float f = static_cast<float>(riduzione);
+  std::vector<int64_t> x0(static_cast<size_t>(w)), x1(static_cast<size_t>(w));
+  std::vector<float> tx(static_cast<size_t>(w));
+  for (int64_t x = 0; x < w; ++x) {
+    const float fx = static_cast<float>(x) / f;
+    const int64_t a = std::min<int64_t>(w2 - 1, static_cast<int64_t>(fx));
+    x0[static_cast<size_t>(x)] = a;
+    x1[static_cast<size_t>(x)] = std::min<int64_t>(w2 - 1, a + 1);
+    tx[static_cast<size_t>(x)] = fx - static_cast<float>(a);
+  }
   parallel_for(static_cast<uint64_t>(altezza), [&](uint64_t yy) {
     const int64_t y = static_cast<int64_t>(yy);
+    const float fy = static_cast<float>(y) / f;
+    const int64_t y0 = std::min<int64_t>(h2 - 1, static_cast<int64_t>(fy));
+    const int64_t y1 = std::min<int64_t>(h2 - 1, y0 + 1);
+    const float ty = fy - static_cast<float>(y0);
+    const float* r0 = &copia[static_cast<size_t>(y0 * w2)];
+    const float* r1 = &copia[static_cast<size_t>(y1 * w2)];
     float* riga = &piano[static_cast<size_t>(y * w)];
-    for (int64_t x = 0; x < w; ++x) riga[x] = campiona_ridotta(copia, w2, h2, x, y, riduzione);
+    for (int64_t x = 0; x < w; ++x) {
+      const int64_t a = x0[static_cast<size_t>(x)], b = x1[static_cast<size_t>(x)];
+      const float t = tx[static_cast<size_t>(x)];
+      riga[x] = (r0[a] * (1.0f - t) + r0[b] * t) * (1.0f - ty) + (r1[a] * (1.0f - t) + r1[b] * t) * ty;
+    }
   });
 }
 
@@ -58,13 +109,19 @@ void box_blur(Piano& piano, int32_t larghezza, int32_t altezza, int32_t raggio, 
   Piano scratch(static_cast<size_t>(w * h), 0.0f);
   float* p = piano.data();
   float* s = scratch.data();
+  // Columns go in groups, but never fewer groups than threads, nor so few
+  // that a plane of 16 columns or more would run the pass on one thread.
+  const int64_t minimo_gruppi = thread_hardware() > 16 ? thread_hardware() : 16;
+  const int64_t gruppo = w / minimo_gruppi < 1 ? 1 : (w / minimo_gruppi > kGruppoMax ? kGruppoMax : w / minimo_gruppi);
+  const uint64_t gruppi = static_cast<uint64_t>((w + gruppo - 1) / gruppo);
   for (int32_t i = 0; i < passate; ++i) {
     parallel_for(static_cast<uint64_t>(h), [&](uint64_t y) {
       const int64_t base = static_cast<int64_t>(y) * w;
-      passata(p + base, s + base, w, 1, r);
+      passata(p + base, s + base, w, r);
     });
-    parallel_for(static_cast<uint64_t>(w), [&](uint64_t x) {
-      passata(s + static_cast<int64_t>(x), p + static_cast<int64_t>(x), h, w, r);
+    parallel_for(gruppi, [&](uint64_t g) {
+      const int64_t x = static_cast<int64_t>(g) * gruppo;
+      passata_colonne(s + x, p + x, h, w, r, x + gruppo < w ? gruppo : w - x);
     });
   }
 }
@@ -104,7 +161,7 @@ void blur_orizz_su_ridotta(Piano& piano, int32_t larghezza, int32_t altezza, int
     float* dst = altra.data();
     parallel_for(static_cast<uint64_t>(h2), [&](uint64_t y) {
       const int64_t base = static_cast<int64_t>(y) * w;
-      passata(src + base, dst + base, w, 1, r2);
+      passata(src + base, dst + base, w, r2);
     });
     std::swap(copia, altra);
   }

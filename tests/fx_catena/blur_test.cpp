@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <random>
 #include <vector>
 
 #include "fx/blur.h"
+#include "fx/campiona.h"
 #include "render/parallelo.h"
 #include "riferimento.h"
 
@@ -54,6 +56,38 @@ TEST(BoxBlur, MatchesDirectWindowSums) {
     varno::box_blur(p, c.w, c.h, c.r, c.passate);
     SCOPED_TRACE(testing::Message() << c.w << "x" << c.h << " r" << c.r);
     vicino(p, atteso, 2e-6);
+  }
+}
+
+// The stated arithmetic, sample by sample in single precision: the sum is
+// carried along the line, the window divides every sample. The passes must
+// match it bit for bit, whichever way rows and columns are shared out.
+void box_letterale(Piano& p, int w, int h, int r, int passate) {
+  auto linea = [r](const Piano& src, Piano& dst, int n, auto indice) {
+    auto at = [&](int i) { return src[indice(i < 0 ? 0 : (i > n - 1 ? n - 1 : i))]; };
+    float somma = 0.0f;
+    for (int k = -r; k <= r; ++k) somma += at(k);
+    for (int x = 0; x < n; ++x) {
+      dst[indice(x)] = somma / static_cast<float>(2 * r + 1);
+      somma = somma + (at(x + r + 1) - at(x - r));
+    }
+  };
+  Piano s(p.size());
+  for (int i = 0; i < passate; ++i) {
+    for (int y = 0; y < h; ++y) linea(p, s, w, [&](int x) { return static_cast<size_t>(y * w + x); });
+    for (int x = 0; x < w; ++x) linea(s, p, h, [&](int y) { return static_cast<size_t>(y * w + x); });
+  }
+}
+
+TEST(BoxBlur, SameBitsAsTheStatedArithmetic) {
+  // Widths around the column grouping: single, partial and many groups.
+  for (int w : {1, 15, 16, 17, 100, 1030, 2000}) {
+    const int h = 19;
+    Piano a = casuale(w, h, static_cast<uint32_t>(w));
+    Piano b = a;
+    varno::box_blur(a, w, h, 6, 3);
+    box_letterale(b, w, h, 6, 3);
+    EXPECT_EQ(a, b) << "width " << w;
   }
 }
 
@@ -111,6 +145,25 @@ TEST(BlurSuRidotta, MatchesReduceBlurEnlarge) {
     varno::blur_su_ridotta(p, c.w, c.h, c.r, c.f);
     SCOPED_TRACE(testing::Message() << c.w << "x" << c.h << " r" << c.r << " f" << c.f);
     vicino(p, atteso, 2e-6);
+  }
+}
+
+TEST(BlurSuRidotta, EnlargesWithTheSharedSamplerBitForBit) {
+  // From the same blurred copy, every pixel must be exactly what the shared
+  // sampler gives, as the other effects' enlargements are.
+  struct Caso { int w, h, f; };
+  for (const Caso c : {Caso{23, 18, 2}, Caso{50, 29, 3}, Caso{37, 41, 4}, Caso{4000, 5, 4}}) {
+    Piano p = casuale(c.w, c.h, 13);
+    const Piano sorgente = p;
+    varno::blur_su_ridotta(p, c.w, c.h, 5, c.f);
+    const int w2 = std::max(1, c.w / c.f), h2 = std::max(1, c.h / c.f);
+    Piano copia(static_cast<size_t>(w2 * h2));
+    varno::riduci_blocchi(sorgente, c.w, c.h, c.f, copia, w2, h2);
+    varno::box_blur(copia, w2, h2, std::max(1, 5 / c.f), 3);
+    for (int y = 0; y < c.h; ++y)
+      for (int x = 0; x < c.w; ++x)
+        ASSERT_EQ(p[static_cast<size_t>(y * c.w + x)], varno::campiona_ridotta(copia, w2, h2, x, y, c.f))
+            << x << "," << y << " factor " << c.f;
   }
 }
 
