@@ -322,6 +322,32 @@ void on_signal(int sig) {
   std::raise(sig);
 }
 
+// VARNO_RENDER_FAULTS="kind:Clip,..." (kinds clip_handle, clip_image,
+// null_data) makes the host fail those calls, to check how a failing
+// render is reported and that it leaves no output behind.
+void inject_faults(ofxhost::Instance& inst) {
+  const char* env = std::getenv("VARNO_RENDER_FAULTS");
+  if (!env) return;
+  std::string list = env;
+  size_t start = 0;
+  while (start < list.size()) {
+    size_t end = list.find(',', start);
+    if (end == std::string::npos) end = list.size();
+    std::string item = list.substr(start, end - start);
+    size_t colon = item.find(':');
+    std::string kind = item.substr(0, colon), clip = colon == std::string::npos ? "" : item.substr(colon + 1);
+    if (kind == "clip_handle")
+      inst.faults().clip_handle.insert(clip);
+    else if (kind == "clip_image")
+      inst.faults().clip_image.insert(clip);
+    else if (kind == "null_data")
+      inst.faults().null_data.insert(clip);
+    else
+      fail(kExitUsage, "VARNO_RENDER_FAULTS: unknown fault '" + item + "'");
+    start = end + 1;
+  }
+}
+
 std::string find_bundle(const Options& o) {
   if (o.plugin) return *o.plugin;
   std::string found = ofxhost::Host::locate(kIdentifier);
@@ -394,6 +420,7 @@ int run(int argc, char** argv) {
     list_params(*plugin, inst);
     return 0;
   }
+  inject_faults(inst);
 
   std::vector<Setting> settings;
   for (auto& [name, value] : o.sets) settings.push_back(resolve(inst, name, value));
