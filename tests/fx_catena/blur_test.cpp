@@ -47,18 +47,6 @@ TEST(BoxBlur, RadiusBelowOneLeavesThePlaneBitForBit) {
   }
 }
 
-TEST(BoxBlur, MatchesDirectWindowSums) {
-  // Sizes around the radius: a line shorter than the window, equal to it, longer.
-  struct Caso { int w, h, r, passate; };
-  for (const Caso c : {Caso{40, 23, 3, 3}, Caso{5, 31, 4, 3}, Caso{31, 5, 7, 1}, Caso{9, 9, 4, 2}, Caso{1, 20, 2, 3}}) {
-    Piano p = casuale(c.w, c.h, 7);
-    const rif::Piano atteso = rif::box(in_double(p), c.w, c.h, c.r, c.passate);
-    varno::box_blur(p, c.w, c.h, c.r, c.passate);
-    SCOPED_TRACE(testing::Message() << c.w << "x" << c.h << " r" << c.r);
-    vicino(p, atteso, 2e-6);
-  }
-}
-
 // The stated arithmetic, sample by sample in single precision: the sum is
 // carried along the line, the window divides every sample. The passes must
 // match it bit for bit, whichever way rows and columns are shared out.
@@ -136,6 +124,7 @@ TEST(BlurSuRidotta, ThreeByThreeAtFactorFourIsTheMeanOfNine) {
 }
 
 TEST(BlurSuRidotta, MatchesReduceBlurEnlarge) {
+  // The reference puts copy sample k at full-size k * factor, uncentred.
   // Sizes that are not multiples of the factor exercise the unread tail and
   // the held edge; radius 3 at factor 4 must still blur the copy (radius 1).
   struct Caso { int w, h, r, f; };
@@ -165,19 +154,6 @@ TEST(BlurSuRidotta, EnlargesWithTheSharedSamplerBitForBit) {
         ASSERT_EQ(p[static_cast<size_t>(y * c.w + x)], varno::campiona_ridotta(copia, w2, h2, x, y, c.f))
             << x << "," << y << " factor " << c.f;
   }
-}
-
-TEST(BlurSuRidotta, EnlargementIsNotCentred) {
-  // One bright block at copy sample 5 of a 12-wide row: the peak lands on the
-  // block's first pixel (20), not its middle, and falls off linearly between samples.
-  Piano p(48 * 4, 0.0f);
-  for (int y = 0; y < 4; ++y)
-    for (int x = 20; x < 24; ++x) p[static_cast<size_t>(y * 48 + x)] = 1.0f;
-  const rif::Piano atteso = rif::su_ridotta(in_double(p), 48, 4, 4, 4);
-  varno::blur_su_ridotta(p, 48, 4, 4, 4);
-  vicino(p, atteso, 2e-6);
-  EXPECT_GT(p[20], p[21]);
-  EXPECT_GT(p[20], p[19]);
 }
 
 TEST(BlurOrizzSuRidotta, FactorOneSpreadsAPixelAlongItsRowOnly) {
@@ -223,9 +199,10 @@ TEST(Blur, SameBitsOnOneOrManyThreads) {
     varno::blur_orizz_su_ridotta(r[2], w, h, 9, 2);
     return r;
   };
+  // 100 reported threads also splits the columns into groups of one.
   const auto uno = esegui(1);
   EXPECT_EQ(uno, esegui(3));
-  EXPECT_EQ(uno, esegui(16));
+  EXPECT_EQ(uno, esegui(100));
 }
 
 TEST(Blur, EmptyOrNegativeSizesTouchNothing) {
