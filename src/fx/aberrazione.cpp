@@ -1,5 +1,7 @@
 // Chromatic aberration: red sampled a little nearer the centre, blue a little
 // further out, by an amount growing with the square of the distance. Green stays.
+#include <vector>
+
 #include "fx/fx.h"
 #include "render/parallelo.h"
 
@@ -45,6 +47,15 @@ void fx_aberrazione(Immagine& img, const Quadro& q, float ca) {
   const float ly = static_cast<float>(q.altezza) - 1.001f;
   const float forza = ca * 0.008f;
 
+  // dx and (dx / cx)^2 depend on the column alone: worked out once, the same values.
+  std::vector<float> colonna_dx(static_cast<size_t>(w)), colonna_nx2(static_cast<size_t>(w));
+  for (int64_t x = 0; x < w; ++x) {
+    const float dx = static_cast<float>(x) - cx;
+    const float nx = dx / cx;
+    colonna_dx[static_cast<size_t>(x)] = dx;
+    colonna_nx2[static_cast<size_t>(x)] = nx * nx;
+  }
+
   parallel_for(static_cast<uint64_t>(h), [&](uint64_t yy) {
     const int64_t y = static_cast<int64_t>(yy);
     const float dy = static_cast<float>(y) - cy;
@@ -52,9 +63,8 @@ void fx_aberrazione(Immagine& img, const Quadro& q, float ca) {
     const float ny2 = ny * ny;
     float* riga = &img[static_cast<size_t>(y * w * 3)];
     for (int64_t x = 0; x < w; ++x) {
-      const float dx = static_cast<float>(x) - cx;
-      const float nx = dx / cx;
-      const float k = (nx * nx + ny2) * forza;
+      const float dx = colonna_dx[static_cast<size_t>(x)];
+      const float k = (colonna_nx2[static_cast<size_t>(x)] + ny2) * forza;
       const float ar = 1.0f - k;
       const float ab = 1.0f + k;
       const float rx = tieni(dx * ar + cx, lx);
