@@ -73,5 +73,35 @@ TEST(Bordi, OneThreadOrManySameBits) {
   }
 }
 
+// The whole chain with every effect on, at the top of each range.
+FxRicetta tutto_acceso() {
+  FxRicetta r;
+  r.enhance = r.halation = r.bloom = r.vignetta = r.streak = r.ca = r.grana = 0.6f;
+  r.promist = r.mistw = r.glimmer = r.pelle = 0.55f;
+  r.stella = 1.0f;
+  r.punte = 8;
+  r.fotogramma = -7;
+  return r;
+}
+
+TEST(Bordi, WholeChainOnThinFramesAndAnyThreadCount) {
+  for (auto [w, h] : {std::pair{1, 1}, {1, 23}, {23, 1}, {1, 2000}, {2000, 1}}) {
+    Fotogramma f = prova::casuale(w, h, uint32_t(w + 7 * h), 0.0f, 1.5f);
+    applica_fx(f.img, w, h, tutto_acceso());
+    for (float v : f.img) ASSERT_TRUE(v >= 0.0f && v <= 1.0f) << w << "x" << h;
+  }
+  const Fotogramma sorgente = prova::casuale(211, 149, 5, 0.0f, 1.5f);
+  Immagine uno = sorgente.img, molti = sorgente.img;
+  {
+    prova::ConThread t(1);
+    applica_fx(uno, 211, 149, tutto_acceso());
+  }
+  {
+    prova::ConThread t(5);
+    applica_fx(molti, 211, 149, tutto_acceso());
+  }
+  EXPECT_TRUE(prova::stessi_bit(uno, molti));
+}
+
 }  // namespace
 }  // namespace varno
