@@ -255,6 +255,41 @@ TEST_F(Effect, ChangesReachThePluginAsInstanceChangedWithTheirReason) {
   EXPECT_EQ(changes, std::vector<std::string>{"Source OfxTypeClip OfxChangeUserEdited"});
 }
 
+TEST_F(Effect, ALifetimeSendsEveryActionInTheOrderHostsDo) {
+  std::vector<std::string> actions;
+  fake::gHandler = [&](const std::string& action, OfxImageEffectHandle effect, OfxPropertySetHandle in,
+                       OfxPropertySetHandle out) -> OfxStatus {
+    std::string what = action;
+    char* context = nullptr;
+    if (action == "OfxImageEffectActionDescribeInContext" &&
+        P->propGetString(in, "OfxImageEffectPropContext", 0, &context) == kOfxStatOK)
+      what += std::string(" ") + context;
+    actions.push_back(what);
+    return gain_plugin(action, effect, in, out);
+  };
+  {
+    Plugin p = ofxhost::Host::adopt(&fake::gRecord);
+    p.set_host();
+    ASSERT_EQ(p.load(), kOfxStatOK);
+    EXPECT_EQ(p.describe(), kOfxStatReplyDefault) << "the plug-in's own status comes back";
+    Instance inst = p.create_instance("OfxImageEffectContextGeneral");
+    inst.set("gain", 1.0);
+    Image src({0, 0, 2, 2}), dst({0, 0, 2, 2});
+    EXPECT_EQ(inst.render(0, {0, 0, 2, 2}, src, dst), kOfxStatOK);
+  }
+  EXPECT_EQ(actions, (std::vector<std::string>{
+                         "OfxActionDescribe",
+                         "OfxImageEffectActionDescribeInContext OfxImageEffectContextGeneral",
+                         "OfxActionCreateInstance",
+                         "OfxActionBeginInstanceChanged",
+                         "OfxActionInstanceChanged",
+                         "OfxActionEndInstanceChanged",
+                         "OfxImageEffectActionRender",
+                         "OfxActionDestroyInstance",
+                         "OfxActionUnload",
+                     }));
+}
+
 TEST_F(Effect, SeparateInstancesRenderAtOnce) {
   Plugin p = loaded();
   constexpr int kThreads = 4;

@@ -109,6 +109,8 @@ void collect_bundles(const fs::path& dir, std::vector<fs::path>& out, int depth 
 // ---------------------------------------------------------------------------
 
 PluginState::~PluginState() {
+  // A host that loaded a plug-in unloads it when it is done with it.
+  if (loaded && plugin) run(kOfxActionUnload, nullptr, nullptr, nullptr);
   if (host) {
     std::lock_guard<std::mutex> lock(host->mutex);
     host->plugin = nullptr;
@@ -279,9 +281,16 @@ void Plugin::set_host(OfxHost* host) {
   s_->plugin->setHost(host);
 }
 
-OfxStatus Plugin::load() { return s_->run(kOfxActionLoad, nullptr, nullptr, nullptr); }
+OfxStatus Plugin::load() {
+  OfxStatus st = s_->run(kOfxActionLoad, nullptr, nullptr, nullptr);
+  s_->loaded = st == kOfxStatOK || st == kOfxStatReplyDefault;
+  return st;
+}
 
-OfxStatus Plugin::unload() { return s_->run(kOfxActionUnload, nullptr, nullptr, nullptr); }
+OfxStatus Plugin::unload() {
+  s_->loaded = false;
+  return s_->run(kOfxActionUnload, nullptr, nullptr, nullptr);
+}
 
 OfxStatus Plugin::describe() {
   auto e = std::make_unique<EffectState>("descriptor");
@@ -427,7 +436,10 @@ Instance::~Instance() {
 
 OfxStatus Instance::destroy() {
   EffectState& e = *effect_;
-  if (!e.created || e.destroyed || e.create_status != kOfxStatOK) return kOfxStatOK;
+  // An instance the plug-in refused to create is not destroyed; one it did
+  // not answer (reply default) was created all the same.
+  bool created = e.create_status == kOfxStatOK || e.create_status == kOfxStatReplyDefault;
+  if (!e.created || e.destroyed || !created) return kOfxStatOK;
   e.destroyed = true;
   return plugin_->run(kOfxActionDestroyInstance, e.ofx(), nullptr, nullptr, &e);
 }

@@ -140,6 +140,7 @@ struct PluginState : std::enable_shared_from_this<PluginState> {
   OfxPlugin* plugin = nullptr;
   HostOptions options;
   HostRecord* host = nullptr;  // outlives us: the plug-in may keep the pointer
+  bool loaded = false;         // a load succeeded and no unload was sent since
   std::unique_ptr<EffectState> descriptor;
   std::map<std::string, std::unique_ptr<EffectState>> contexts;
 

@@ -248,6 +248,7 @@ class Instance {
   PropertySet& props();
 
   // Parameters in definition order, and by name (throws Error when unknown).
+  // The pointers live as long as the instance: keep the instance in a variable.
   std::vector<Param*> params();
   Param& param(const std::string& name);
   bool has_param(const std::string& name) const;
@@ -301,7 +302,7 @@ class Instance {
   std::unique_ptr<EffectState> effect_;
 };
 
-// A loaded plug-in. Copies share the same state.
+// A loaded plug-in. Copies share the same state; instances keep it alive.
 class Plugin {
  public:
   // Step by step, for tests of the boundary itself:
@@ -310,7 +311,7 @@ class Plugin {
   OfxStatus load();                // OfxActionLoad
   OfxStatus describe();            // OfxActionDescribe
   OfxStatus describe_in_context(const std::string& context);
-  OfxStatus unload();              // OfxActionUnload
+  OfxStatus unload();              // OfxActionUnload (also sent when the last copy goes, after a good load)
   // Describes in the context first if that has not been done.
   Instance create_instance(const std::string& context = "OfxImageEffectContextFilter");
   // Any action with any handle and argument sets.
