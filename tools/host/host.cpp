@@ -421,7 +421,10 @@ Instance::Instance(std::shared_ptr<PluginState> plugin, std::unique_ptr<EffectSt
 Instance::Instance(Instance&&) noexcept = default;
 Instance& Instance::operator=(Instance&& o) noexcept {
   if (this != &o) {
-    if (effect_) destroy();
+    if (effect_) {
+      destroy();
+      forget_images(*effect_);
+    }
     plugin_ = std::move(o.plugin_);
     effect_ = std::move(o.effect_);
   }

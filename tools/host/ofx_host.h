@@ -253,8 +253,11 @@ class Instance {
   Param& param(const std::string& name);
   bool has_param(const std::string& name) const;
 
-  // User edits: set the value, then send instance-changed with
-  // OfxChangeUserEdited; the status of that action is returned.
+  // User edits: set the value, then send begin-instance-changed,
+  // instance-changed (OfxChangeUserEdited, at the current time) and
+  // end-instance-changed; the status of instance-changed is returned. Values
+  // the plug-in sets while it handles a change come back to it as nested
+  // instance-changed actions with OfxChangePluginEdited.
   OfxStatus set(const std::string& name, double v);
   OfxStatus set(const std::string& name, int v) { return set(name, static_cast<double>(v)); }
   OfxStatus set(const std::string& name, bool v) { return set(name, v ? 1 : 0); }
