@@ -163,6 +163,16 @@ TEST_F(Params, KeysInterpolateDoublesLinearlyAndHoldIntegers) {
   Pa->paramGetValue(gain, &d);
   EXPECT_DOUBLE_EQ(d, 1.5);
   EXPECT_DOUBLE_EQ(inst->get_double_at("gain", 17.5), 1.75);
+  double during_render = 0;
+  fake::gHandler = [&](const std::string& action, OfxImageEffectHandle, OfxPropertySetHandle,
+                       OfxPropertySetHandle) {
+    if (action == "OfxImageEffectActionRender") Pa->paramGetValue(gain, &during_render);
+    return kOfxStatOK;
+  };
+  ofxhost::Image img({0, 0, 1, 1});
+  inst->render(12.0, {0, 0, 1, 1}, img, img);
+  EXPECT_DOUBLE_EQ(during_render, 1.2) << "a render reads at its own time";
+  EXPECT_EQ(inst->time(), 15.0);
 
   Pa->paramGetDerivative(gain, 15.0, &d);
   EXPECT_DOUBLE_EQ(d, 0.1);

@@ -584,7 +584,11 @@ OfxStatus Instance::render(double time, OfxRectI window, Image* src, Image& dst,
   in.set("OfxImageEffectPropSequentialRenderStatus", args.sequential);
   in.set("OfxImageEffectPropInteractiveRenderStatus", args.interactive);
   in.set("OfxImageEffectPropRenderQualityDraft", 0);
+  // While a frame renders, the host's current time is the frame's.
+  double keep = e.time;
+  if (!std::isnan(time)) e.time = time;
   OfxStatus st = plugin_->run(kOfxImageEffectActionRender, e.ofx(), &in, nullptr, &e);
+  e.time = keep;
   if (source) source->image = nullptr;
   if (output) output->image = nullptr;
   return st;
