@@ -1,7 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
+#include <vector>
 
+#include "fx/campiona.h"
 #include "fx_effetti/comune.h"
 
 namespace varno {
@@ -134,6 +138,61 @@ TEST(Stella, NoHighlightNoRayAndNoClamp) {
   fx_stella(g.img, g.luma, g.q, 1.0f, 6);
   EXPECT_GT(g.px(110, 100)[0], 1.0f);
   EXPECT_LT(g.px(110, 100)[0], 2.0f);
+}
+
+// The streaks summed the plain way, pixel by pixel and tap by tap, with a
+// bounds test on every tap: the stage's row-wide sums must give the same bits.
+Immagine stella_diretta(const Fotogramma& f, float stella, int32_t punte) {
+  const int32_t w = f.q.larghezza, h = f.q.altezza, rid = f.q.riduzione;
+  Piano maschera(f.luma.size());
+  for (size_t i = 0; i < maschera.size(); ++i) {
+    const float l = f.luma[i], t = (l - 0.85f) / 0.15f;
+    maschera[i] = t > 0.0f ? (t >= 1.0f ? l : t * t * l) : 0.0f;
+  }
+  const int32_t w2 = std::max(1, w / rid), h2 = std::max(1, h / rid);
+  Piano ridotta(size_t(w2) * size_t(h2));
+  riduci_blocchi(maschera, w, h, rid, ridotta, w2, h2);
+  const int32_t direzioni = punte >= 8 ? 4 : (punte >= 6 ? 3 : 2);
+  const float angolo0 = punte == 4 ? 0.7853982f : 0.0f;
+  const long ml = std::max(3L, std::lround(w * 0.09 / rid));
+  float totale = 0.0f;
+  for (long k = -ml; k <= ml; ++k) totale += 1.0f - float(std::labs(k)) / float(ml + 1);
+  Piano accumulo(ridotta.size(), 0.0f);
+  for (int32_t d = 0; d < direzioni; ++d) {
+    const float theta = float(d) * 3.1415927f / float(direzioni) + angolo0;
+    for (int32_t y = 0; y < h2; ++y)
+      for (int32_t x = 0; x < w2; ++x) {
+        float somma = 0.0f;
+        for (long k = -ml; k <= ml; ++k) {
+          const long tx = x + std::lround(float(k) * std::cos(theta));
+          const long ty = y + std::lround(float(k) * std::sin(theta));
+          if (tx < 0 || ty < 0 || tx >= w2 || ty >= h2) continue;
+          somma += (1.0f - float(std::labs(k)) / float(ml + 1)) * ridotta[size_t(ty) * size_t(w2) + size_t(tx)];
+        }
+        accumulo[size_t(y) * size_t(w2) + size_t(x)] += somma / totale;
+      }
+  }
+  Immagine out = f.img;
+  for (int64_t y = 0; y < h; ++y)
+    for (int64_t x = 0; x < w; ++x) {
+      const float hv = std::min(campiona_ridotta(accumulo, w2, h2, x, y, rid) * stella * 2.4f, 1.0f);
+      for (int c = 0; c < 3; ++c) {
+        float& v = out[size_t((y * w + x) * 3 + c)];
+        v = 1.0f - (1.0f - v) * (1.0f - hv);
+      }
+    }
+  return out;
+}
+
+TEST(Stella, RowWideSumsMatchThePlainSumBitForBit) {
+  for (auto [w, h] : {std::pair{97, 61}, {1930, 37}, {45, 1999}}) {
+    for (int32_t punte : {4, 6, 8}) {
+      Fotogramma f = prova::casuale(w, h, uint32_t(w * h + punte), 0.0f, 1.3f);
+      const Immagine atteso = stella_diretta(f, 0.7f, punte);
+      fx_stella(f.img, f.luma, f.q, 0.7f, punte);
+      EXPECT_TRUE(prova::stessi_bit(f.img, atteso)) << w << "x" << h << " punte " << punte;
+    }
+  }
 }
 
 }  // namespace
