@@ -1,0 +1,113 @@
+// The demo chart through varno-render with every look gives, at each pixel,
+// the colour transform evaluated at that code value, within what trilinear
+// interpolation on the 81-point table can differ by.
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <OpenImageIO/imageio.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "render/impostazioni.h"
+#include "tool.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using namespace varno;
+
+int esegui(const std::vector<std::string>& argomenti) {
+  pid_t pid = fork();
+  if (pid == 0) {
+    int nulla = open("/dev/null", O_WRONLY);
+    dup2(nulla, 1);
+    dup2(nulla, 2);
+    unsetenv("OFX_PLUGIN_PATH");
+    std::vector<char*> argv{const_cast<char*>(VARNO_TEST_RENDER)};
+    for (auto& a : argomenti) argv.push_back(const_cast<char*>(a.c_str()));
+    argv.push_back(nullptr);
+    execv(VARNO_TEST_RENDER, argv.data());
+    _exit(127);
+  }
+  int stato = 0;
+  waitpid(pid, &stato, 0);
+  return WIFEXITED(stato) ? WEXITSTATUS(stato) : 128;
+}
+
+std::vector<float> leggi_rgba(const fs::path& p, int w, int h) {
+  auto in = OIIO::ImageInput::open(p.string());
+  EXPECT_TRUE(in) << p;
+  std::vector<float> px(static_cast<size_t>(w) * h * 4);
+  if (!in) return px;
+  EXPECT_EQ(in->spec().width, w);
+  EXPECT_EQ(in->spec().height, h);
+  EXPECT_EQ(in->spec().nchannels, 4);
+  EXPECT_TRUE(in->read_image(0, 0, 0, 4, OIIO::TypeDesc::FLOAT, px.data()));
+  return px;
+}
+
+// A look switches on its own effects; switch all twelve off so only the grade shows.
+const char* const kSpenti[] = {"halation_on=0", "bloom_on=0", "enhance_on=0", "vignetta_on=0",
+                               "promist_on=0",  "mistw_on=0", "glimmer_on=0", "pelle_on=0",
+                               "streak_on=0",   "ca_on=0",    "grana_on=0",   "stella_on=0"};
+
+TEST(LookSulGrafico, EveryLookMatchesTheColourTransformWithinItsTableCell) {
+  const int w = 96, h = 54;
+  const varno_render::Picture grafico = varno_render::demo_chart(w, h);
+  const fs::path dir = fs::path(VARNO_TEST_TMP) / "looks";
+  fs::create_directories(dir);
+  const std::vector<LookDef>& lista = looks();
+  ASSERT_EQ(lista.size(), 12u);
+  for (size_t l = 0; l < lista.size(); ++l) {
+    SCOPED_TRACE(lista[l].nome);
+    const fs::path uscita = dir / ("look" + std::to_string(l) + ".exr");
+    std::vector<std::string> arg = {"--demo", "--size", std::to_string(w) + "x" + std::to_string(h), "--quiet",
+                                    "--set", "look=" + lista[l].nome};
+    for (const char* s : kSpenti) arg.insert(arg.end(), {"--set", s});
+    arg.push_back(uscita.string());
+    ASSERT_EQ(esegui(arg), 0);
+    const std::vector<float> out = leggi_rgba(uscita, w, h);
+
+    ValoriParametri v;
+    v.formato = 16;  // the default: the chart holds Rec.709 display values
+    v.forza = 1.0;
+    v.look = static_cast<int32_t>(l);
+    const Contesto ctx = calcola_impostazioni(v).contesto;
+    const float passo = 1.0f / 80.0f;
+    for (int i = 0; i < w * h; ++i) {
+      const float* c = &grafico.rgba[static_cast<size_t>(i) * 4];
+      float codice[3];
+      int i0[3];
+      for (int k = 0; k < 3; ++k) {
+        codice[k] = std::min(std::max(c[k], 0.0f), 1.0f);  // the table has no extrapolation
+        i0[k] = std::min(79, static_cast<int>(codice[k] * 80.0f));
+      }
+      const RGB diretto = applica_colore({codice[0], codice[1], codice[2]}, ctx);
+      float lo[3] = {1e9f, 1e9f, 1e9f}, hi[3] = {-1e9f, -1e9f, -1e9f};
+      for (int a = 0; a < 8; ++a) {
+        const RGB s = applica_colore({static_cast<float>(i0[0] + (a & 1)) * passo,
+                                      static_cast<float>(i0[1] + ((a >> 1) & 1)) * passo,
+                                      static_cast<float>(i0[2] + ((a >> 2) & 1)) * passo},
+                                     ctx);
+        const float sv[3] = {s.r, s.g, s.b};
+        for (int k = 0; k < 3; ++k) lo[k] = std::min(lo[k], sv[k]), hi[k] = std::max(hi[k], sv[k]);
+      }
+      const float d[3] = {diretto.r, diretto.g, diretto.b};
+      for (int k = 0; k < 3; ++k) {
+        const float o = out[static_cast<size_t>(i) * 4 + k];
+        ASSERT_GE(o, lo[k] - 1e-6f) << "pixel " << i << " channel " << k;
+        ASSERT_LE(o, hi[k] + 1e-6f) << "pixel " << i << " channel " << k;
+        ASSERT_NEAR(o, d[k], hi[k] - lo[k] + 1e-6f) << "pixel " << i << " channel " << k;
+      }
+      ASSERT_EQ(out[static_cast<size_t>(i) * 4 + 3], c[3]);
+    }
+  }
+}
+
+}  // namespace
