@@ -36,7 +36,9 @@ std::string slurp(const fs::path& p) {
 Result run(const std::vector<std::string>& args, const std::vector<std::string>& env = {}) {
   fs::path dir = fs::path(VARNO_TEST_TMP);
   fs::create_directories(dir);
-  fs::path out = dir / "stdout.txt", err = dir / "stderr.txt";
+  // Per process: CTest runs several of these tests at once.
+  const std::string tag = std::to_string(getpid());
+  fs::path out = dir / ("stdout." + tag + ".txt"), err = dir / ("stderr." + tag + ".txt");
   pid_t pid = fork();
   if (pid == 0) {
     int o = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);

@@ -32,9 +32,6 @@ TEST(PuntiDiIngresso, OnePluginAtIndexZeroOnly) {
   EXPECT_STREQ(p->pluginIdentifier, "com.varnotone.varnocolor");
   EXPECT_EQ(p->pluginVersionMajor, 1u);
   EXPECT_EQ(p->pluginVersionMinor, 0u);
-  // Nothing of ours but the two entry points is visible to the host.
-  EXPECT_EQ(dlsym(lib, "_ZN5varno8gLutE"), nullptr);
-  EXPECT_EQ(dlsym(lib, "_ZSt4cout"), nullptr);
   dlclose(lib);
 }
 
