@@ -75,7 +75,7 @@ TEST(LookSulGrafico, EveryLookMatchesTheColourTransformWithinItsTableCell) {
     const std::vector<float> out = leggi_rgba(uscita, w, h);
 
     ValoriParametri v;
-    v.formato = 16;  // the default: the chart holds Rec.709 display values
+    v.formato = 0;  // the chart is S-Log3 footage, which --demo reads as such
     v.forza = 1.0;
     v.look = static_cast<int32_t>(l);
     const Contesto ctx = calcola_impostazioni(v).contesto;

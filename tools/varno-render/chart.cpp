@@ -38,6 +38,15 @@ const Light kLights[] = {{0.74f, 0.58f, 4.0f, {1.0f, 1.0f, 1.0f}},
 
 Colour from8(const unsigned char c[3]) { return {c[0] / 255.0f, c[1] / 255.0f, c[2] / 255.0f}; }
 
+// Display value to scene light, through the BT.709 camera curve.
+float scene(float d) { return d < 0.081f ? d / 4.5f : std::pow((d + 0.099f) / 1.099f, 1.0f / 0.45f); }
+
+// Scene light to an S-Log3 code value, as the camera records it.
+float slog3(float lin) {
+  if (lin >= 0.01125f) return (420.0f + std::log10((lin + 0.01f) / 0.19f) * 261.5f) / 1023.0f;
+  return (lin * (171.2102946929f - 95.0f) / 0.01125f + 95.0f) / 1023.0f;
+}
+
 }  // namespace
 
 Picture demo_chart(int width, int height) {
@@ -45,13 +54,14 @@ Picture demo_chart(int width, int height) {
   pic.width = width;
   pic.height = height;
   pic.rgba.assign(static_cast<size_t>(width) * static_cast<size_t>(height) * 4, 1.0f);
-  const float radius = std::max(1.5f, height / 150.0f);
+  const float radius = std::max(1.5f, height / 50.0f);  // large enough for a glow to show
 
   for (int y = 0; y < height; ++y) {
     float v = (y + 0.5f) / height;
     for (int x = 0; x < width; ++x) {
       float u = (x + 0.5f) / width;
       Colour c{0.05f, 0.05f, 0.05f};
+      bool light = false;
       if (v >= 0.04f && v < 0.50f && u >= 0.02f && u < 0.98f) {
         // Colour checker, 6 by 4, with a dark gap around each patch.
         float cu = (u - 0.02f) / 0.96f * 6.0f, cv = (v - 0.04f) / 0.46f * 4.0f;
@@ -65,8 +75,10 @@ Picture demo_chart(int width, int height) {
         c = {0.02f, 0.02f, 0.025f};  // night sky for the lights
         for (const Light& l : kLights) {
           float dx = (u - l.x) * width, dy = (v - l.y) * height;
-          if (dx * dx + dy * dy <= radius * radius)
+          if (dx * dx + dy * dy <= radius * radius) {
             c = {l.value * l.tint.r, l.value * l.tint.g, l.value * l.tint.b};
+            light = true;
+          }
         }
       } else if (v >= 0.70f && v < 0.79f && u >= 0.02f && u < 0.98f) {
         float g = (u - 0.02f) / 0.96f;  // smooth ramp, black to white
@@ -78,7 +90,9 @@ Picture demo_chart(int width, int height) {
         c = kBars[std::min(5, static_cast<int>((u - 0.02f) / 0.96f * 6.0f))];
       }
       float* p = &pic.rgba[(static_cast<size_t>(y) * width + x) * 4];
-      p[0] = c.r, p[1] = c.g, p[2] = c.b, p[3] = 1.0f;
+      // Lights are scene light already; everything else is a display value.
+      if (!light) c = {scene(c.r), scene(c.g), scene(c.b)};
+      p[0] = slog3(c.r), p[1] = slog3(c.g), p[2] = slog3(c.b), p[3] = 1.0f;
     }
   }
   return pic;

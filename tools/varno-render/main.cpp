@@ -57,7 +57,9 @@ void usage(FILE* out) {
                "  --frames A-B      render frames A to B; INPUT and OUTPUT name frames with # (one\n"
                "                    digit per #, zero-padded) or a printf pattern such as %%04d, and\n"
                "                    each frame renders at its own number as time\n"
-               "  --demo            render a built-in test chart instead of INPUT\n"
+               "  --demo            render a built-in test chart instead of INPUT; the chart is\n"
+               "                    S-Log3 / S-Gamut3.Cine footage, so formato defaults to\n"
+               "                    \"Sony S-Log3\" unless --set names another\n"
                "  --size WxH        size of the demo chart (default 1920x1080)\n"
                "  --plugin PATH     the plug-in bundle (default: found in OFX_PLUGIN_PATH or\n"
                "                    /usr/OFX/Plugins, else the one built with this tool)\n"
@@ -425,6 +427,10 @@ int run(int argc, char** argv) {
   inject_faults(inst);
 
   std::vector<Setting> settings;
+  // The chart is footage as an S-Log3 camera would record it: read it as such
+  // unless the user names another format.
+  if (o.demo && std::none_of(o.sets.begin(), o.sets.end(), [](const auto& kv) { return kv.first == "formato"; }))
+    settings.push_back(resolve(inst, "formato", "Sony S-Log3"));
   for (auto& [name, value] : o.sets) settings.push_back(resolve(inst, name, value));
   std::string error;
   std::string first_output = sequence ? frame_name(out_pat, first) : output;

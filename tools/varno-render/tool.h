@@ -27,8 +27,8 @@ bool write_picture(const std::string& path, const Picture& pic, std::string& err
 // Removes the temporary file of a write in progress (for signal handlers).
 void remove_pending_output();
 
-// A synthetic test chart: colour patches, skin tones, grey ramps and a few
-// small highlights far above white.
+// A synthetic test chart as an S-Log3 / S-Gamut3.Cine camera would record it:
+// colour patches, skin tones, grey ramps and a few lights far above white.
 Picture demo_chart(int width, int height);
 
 }  // namespace varno_render
