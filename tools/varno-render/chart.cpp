@@ -1,5 +1,6 @@
 // The built-in test chart of --demo.
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 #include "tool.h"
@@ -40,6 +41,30 @@ Colour from8(const unsigned char c[3]) { return {c[0] / 255.0f, c[1] / 255.0f, c
 
 // Display value to scene light, through the BT.709 camera curve.
 float scene(float d) { return d < 0.081f ? d / 4.5f : std::pow((d + 0.099f) / 1.099f, 1.0f / 0.45f); }
+
+// Rec.709 primaries to S-Gamut3.Cine: the inverse of the camera matrix the
+// S-Log3 decode applies, so each patch decodes back to its own colour.
+Colour to_sgamut3cine(Colour c) {
+  static const auto inv = [] {
+    const double m[9] = {1.6266885, -0.54005265, -0.08679532, -0.17851967, 1.4179736,
+                         -0.23943081, -0.04444674, -0.19596688, 1.2406536};
+    const double det = m[0] * (m[4] * m[8] - m[5] * m[7]) - m[1] * (m[3] * m[8] - m[5] * m[6]) +
+                       m[2] * (m[3] * m[7] - m[4] * m[6]);
+    std::array<float, 9> r{};
+    r[0] = static_cast<float>((m[4] * m[8] - m[5] * m[7]) / det);
+    r[1] = static_cast<float>((m[2] * m[7] - m[1] * m[8]) / det);
+    r[2] = static_cast<float>((m[1] * m[5] - m[2] * m[4]) / det);
+    r[3] = static_cast<float>((m[5] * m[6] - m[3] * m[8]) / det);
+    r[4] = static_cast<float>((m[0] * m[8] - m[2] * m[6]) / det);
+    r[5] = static_cast<float>((m[2] * m[3] - m[0] * m[5]) / det);
+    r[6] = static_cast<float>((m[3] * m[7] - m[4] * m[6]) / det);
+    r[7] = static_cast<float>((m[1] * m[6] - m[0] * m[7]) / det);
+    r[8] = static_cast<float>((m[0] * m[4] - m[1] * m[3]) / det);
+    return r;
+  }();
+  return {inv[0] * c.r + inv[1] * c.g + inv[2] * c.b, inv[3] * c.r + inv[4] * c.g + inv[5] * c.b,
+          inv[6] * c.r + inv[7] * c.g + inv[8] * c.b};
+}
 
 // Scene light to an S-Log3 code value, as the camera records it.
 float slog3(float lin) {
@@ -92,6 +117,7 @@ Picture demo_chart(int width, int height) {
       float* p = &pic.rgba[(static_cast<size_t>(y) * width + x) * 4];
       // Lights are scene light already; everything else is a display value.
       if (!light) c = {scene(c.r), scene(c.g), scene(c.b)};
+      c = to_sgamut3cine(c);
       p[0] = slog3(c.r), p[1] = slog3(c.g), p[2] = slog3(c.b), p[3] = 1.0f;
     }
   }
