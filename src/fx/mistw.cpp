@@ -3,6 +3,7 @@
 #include "fx/blur.h"
 #include "fx/campiona.h"
 #include "fx/fx.h"
+#include "fx/nebbia.h"
 #include "render/parallelo.h"
 
 namespace varno {
@@ -12,13 +13,11 @@ void fx_mistw(Immagine& img, const Piano& luma, const Quadro& q, float mistw) {
   const int64_t h = q.altezza;
   if (w <= 0 || h <= 0) return;
 
-  int32_t raggio = arrotonda_raggio(0.035 * q.lato_max);
-  if (raggio < 3) raggio = 3;
-  const int32_t rid = q.riduzione < 2 ? 2 : q.riduzione;
+  const MisuraNebbia misura = misura_nebbia(q);
   const size_t n = static_cast<size_t>(w * h);
 
   Piano velo(luma.begin(), luma.begin() + static_cast<int64_t>(n));
-  blur_su_ridotta(velo, q.larghezza, q.altezza, raggio, rid);
+  blur_su_ridotta(velo, q.larghezza, q.altezza, misura.raggio, misura.riduzione);
 
   // Frame mean in double on one thread, in index order, so it never depends
   // on how rows are split.
@@ -34,18 +33,8 @@ void fx_mistw(Immagine& img, const Piano& luma, const Quadro& q, float mistw) {
     }
   });
 
-  Piano alone[3] = {Piano(n), Piano(n), Piano(n)};
-  parallel_for(static_cast<uint64_t>(h), [&](uint64_t yy) {
-    const int64_t base = static_cast<int64_t>(yy) * w;
-    for (int64_t x = 0; x < w; ++x) {
-      const size_t i = static_cast<size_t>(base + x);
-      const float t = (luma[i] - 0.35f) / 0.65f;
-      float peso = 0.0f;
-      if (t > 0.0f) peso = t >= 1.0f ? 1.0f : t * t;
-      for (int c = 0; c < 3; ++c) alone[c][i] = img[i * 3 + static_cast<size_t>(c)] * peso;
-    }
-  });
-  for (Piano& a : alone) blur_su_ridotta(a, q.larghezza, q.altezza, raggio, rid);
+  // The halo comes from luma, not from the veil.
+  const std::array<Piano, 3> alone = alone_colorato(img, luma, q, 0.35f, 0.65f, misura);
 
   parallel_for(static_cast<uint64_t>(h), [&](uint64_t yy) {
     const int64_t base = static_cast<int64_t>(yy) * w;
