@@ -1,159 +1,121 @@
-// The image-effect side of the host: images and their addressing, failure
-// injection, the actions a host sends, and the record of suite calls.
-#include <atomic>
-#include <thread>
-
+// The image-effect and parameter suites as a plug-in meets them: images,
+// values and keys, failures, the call log and instance-changed.
 #include "fake.h"
 
 namespace {
 
-using fake::E;
-using fake::P;
-using fake::Pa;
-using ofxhost::Image;
-using ofxhost::Instance;
-using ofxhost::Plugin;
+using namespace ofxhost;
+using fake::E, fake::P, fake::Pa;
 
-// Describes Source, Output and one double "gain"; renders dst = src * gain
+// Source, Output, a double "gain" and a boolean "on"; renders dst = src * gain
 // over the window, addressing each image by its own bounds and row bytes.
 OfxStatus gain_plugin(const std::string& action, OfxImageEffectHandle effect, OfxPropertySetHandle in,
                       OfxPropertySetHandle) {
   if (action == "OfxImageEffectActionDescribeInContext") {
-    fake::define_clips(effect);
+    OfxPropertySetHandle ps;
+    for (const char* clip : {"Source", "Output"}) E->clipDefine(effect, clip, &ps);
     OfxParamSetHandle set;
     E->getParamSet(effect, &set);
-    OfxPropertySetHandle ps;
+    Pa->paramDefine(set, "OfxParamTypeBoolean", "on", &ps);
     Pa->paramDefine(set, "OfxParamTypeDouble", "gain", &ps);
-    P->propSetDouble(ps, "OfxParamPropDefault", 0, 2.0);
-    return kOfxStatOK;
+    return P->propSetDouble(ps, "OfxParamPropDefault", 0, 2.0);
   }
   if (action != "OfxImageEffectActionRender") return kOfxStatReplyDefault;
-  double time = 0;
-  int win[4] = {};
+  double time = 0, gain = 0;
+  int win[4] = {}, rb[2] = {}, b[2][4] = {};
   P->propGetDouble(in, "OfxPropTime", 0, &time);
   P->propGetIntN(in, "OfxImageEffectPropRenderWindow", 4, win);
-  OfxImageClipHandle sc, dc;
-  if (E->clipGetHandle(effect, "Source", &sc, nullptr) || E->clipGetHandle(effect, "Output", &dc, nullptr))
-    return kOfxStatFailed;
-  OfxPropertySetHandle si, di;
-  if (E->clipGetImage(sc, time, nullptr, &si)) return kOfxStatFailed;
-  if (E->clipGetImage(dc, time, nullptr, &di)) {
-    E->clipReleaseImage(si);
-    return kOfxStatFailed;
+  OfxPropertySetHandle img[2] = {};
+  void* data[2] = {};
+  OfxStatus st = kOfxStatOK;
+  for (int k = 0; k < 2 && st == kOfxStatOK; ++k) {
+    OfxImageClipHandle clip;
+    if (E->clipGetHandle(effect, k ? "Output" : "Source", &clip, nullptr) ||
+        E->clipGetImage(clip, time, nullptr, &img[k]))
+      st = kOfxStatFailed;
+    else if (P->propGetPointer(img[k], "OfxImagePropData", 0, &data[k]) || !data[k])
+      st = kOfxStatFailed;
+    P->propGetInt(img[k], "OfxImagePropRowBytes", 0, &rb[k]);
+    P->propGetIntN(img[k], "OfxImagePropBounds", 4, b[k]);
   }
-  void *sd = nullptr, *dd = nullptr;
-  int srb = 0, drb = 0, sb[4], db[4];
-  P->propGetPointer(si, "OfxImagePropData", 0, &sd);
-  P->propGetPointer(di, "OfxImagePropData", 0, &dd);
-  P->propGetInt(si, "OfxImagePropRowBytes", 0, &srb);
-  P->propGetInt(di, "OfxImagePropRowBytes", 0, &drb);
-  P->propGetIntN(si, "OfxImagePropBounds", 4, sb);
-  P->propGetIntN(di, "OfxImagePropBounds", 4, db);
-  double gain = 0;
-  Pa->paramGetValueAtTime(fake::param(effect, "gain"), time, &gain);
-  OfxStatus st = kOfxStatFailed;
-  if (sd && dd) {
-    for (int y = win[1]; y < win[3]; ++y)
-      for (int x = win[0]; x < win[2]; ++x) {
-        auto* s = reinterpret_cast<const float*>(static_cast<const char*>(sd) + long(y - sb[1]) * srb +
-                                                 long(x - sb[0]) * 16);
-        auto* d = reinterpret_cast<float*>(static_cast<char*>(dd) + long(y - db[1]) * drb + long(x - db[0]) * 16);
-        for (int c = 0; c < 4; ++c) d[c] = s[c] * static_cast<float>(gain);
-      }
-    st = kOfxStatOK;
-  }
-  E->clipReleaseImage(si);
-  E->clipReleaseImage(di);
+  Pa->paramGetValue(fake::param(effect, "gain"), &gain);  // at the current time
+  for (int y = win[1]; st == kOfxStatOK && y < win[3]; ++y)
+    for (int x = win[0]; x < win[2]; ++x) {
+      auto px = [&](int k) {
+        return reinterpret_cast<float*>(static_cast<char*>(data[k]) + long(y - b[k][1]) * rb[k] +
+                                        long(x - b[k][0]) * 16);
+      };
+      for (int c = 0; c < 4; ++c) px(1)[c] = px(0)[c] * static_cast<float>(gain);
+    }
+  for (auto* i : img)
+    if (i) E->clipReleaseImage(i);
   return st;
 }
 
-struct Effect : fake::Test {
+struct HostEffect : fake::Test {
   void SetUp() override { fake::gHandler = gain_plugin; }
 };
 
-void ramp(Image& im) {
-  const OfxRectI& b = im.bounds();
-  for (int y = b.y1; y < b.y2; ++y)
-    for (int x = b.x1; x < b.x2; ++x) {
-      float* p = im.pixel(x, y);
-      p[0] = float(x), p[1] = float(y), p[2] = float(x * y), p[3] = 1.0f;
-    }
-}
-
-TEST(Image, RowsGoBackwardsInMemoryWithNegativeRowBytes) {
-  Image im({-3, 10, 5, 14}, -160);
-  EXPECT_EQ(im.row_bytes(), -160);
-  auto* base = reinterpret_cast<char*>(im.data());
-  EXPECT_EQ(reinterpret_cast<char*>(im.pixel(-3, 10)), base);
-  EXPECT_EQ(reinterpret_cast<char*>(im.pixel(-3, 13)), base - 3 * 160);
-  EXPECT_EQ(reinterpret_cast<char*>(im.pixel(4, 11)), base - 160 + 7 * 16);
-  ramp(im);
-  EXPECT_TRUE(im.untouched_outside());
-  // Padding beside a row is outside the image too.
-  reinterpret_cast<float*>(im.pixel(4, 12))[4] = 1.0f;
+TEST_F(HostEffect, ImagesAreAddressedByTheirOwnBoundsAndRowBytes) {
+  Image im({-3, 10, 5, 14}, -160);  // rows go backwards, each padded by 32 bytes
+  im.pixel(4, 12)[4] = 1.0f;  // the padding beside a row is outside the image too
   EXPECT_FALSE(im.untouched_outside());
-  EXPECT_THROW(im.pixel(5, 10), ofxhost::Error);
-  EXPECT_THROW(Image({0, 0, 4, 4}, 32), ofxhost::Error) << "rows shorter than the width";
-}
 
-TEST_F(Effect, RenderAddressesEachImageByItsOwnBoundsAndRowBytes) {
   Plugin p = loaded();
   Instance inst = p.create_instance();
-  Image src({-4, -2, 12, 9}, -(16 * 16 + 32));  // backwards, padded, larger than the window
-  Image dst({0, 0, 8, 6}, 8 * 16 + 48);
-  ramp(src);
+  Image src({-4, -2, 12, 9}, -(16 * 16 + 32)), dst({0, 0, 8, 6}, 8 * 16 + 48);
+  for (int y = -2; y < 9; ++y)
+    for (int x = -4; x < 12; ++x) src.pixel(x, y)[0] = float(x), src.pixel(x, y)[1] = float(y);
   dst.fill(-1, -1, -1, -1);
-  inst.set("gain", 0.5);
   ASSERT_EQ(inst.render(0, {1, 1, 7, 5}, src, dst), kOfxStatOK);
   for (int y = 0; y < 6; ++y)
     for (int x = 0; x < 8; ++x) {
       bool inside = x >= 1 && x < 7 && y >= 1 && y < 5;
-      EXPECT_EQ(dst.pixel(x, y)[0], inside ? x * 0.5f : -1.0f) << x << "," << y;
-      EXPECT_EQ(dst.pixel(x, y)[1], inside ? y * 0.5f : -1.0f) << x << "," << y;
+      EXPECT_EQ(dst.pixel(x, y)[0], inside ? x * 2.0f : -1.0f) << x << "," << y;
+      EXPECT_EQ(dst.pixel(x, y)[1], inside ? y * 2.0f : -1.0f) << x << "," << y;
     }
   EXPECT_TRUE(src.untouched_outside());
   EXPECT_TRUE(dst.untouched_outside());
-  EXPECT_EQ(inst.released(), (std::vector<std::string>{"Source", "Output"}));
   EXPECT_EQ(inst.images_held(), 0);
 }
 
-TEST_F(Effect, RenderArgumentsAndImagePropertiesAreWhatAHostGives) {
-  ofxhost::PropertySet seen_args("copy"), seen_image("copy");
-  fake::gHandler = [&](const std::string& action, OfxImageEffectHandle effect, OfxPropertySetHandle in,
-                       OfxPropertySetHandle out) -> OfxStatus {
-    if (action == "OfxImageEffectActionRender") {
-      seen_args = *ofxhost::PropertySet::from(in);
-      OfxImageClipHandle c;
-      OfxPropertySetHandle im;
-      E->clipGetHandle(effect, "Source", &c, nullptr);
-      E->clipGetImage(c, 3.0, nullptr, &im);
-      seen_image = *ofxhost::PropertySet::from(im);
-      E->clipReleaseImage(im);
-      EXPECT_EQ(E->clipReleaseImage(im), kOfxStatErrBadHandle) << "released twice";
-      return kOfxStatOK;
-    }
-    return gain_plugin(action, effect, in, out);
-  };
+TEST_F(HostEffect, ValuesTravelThroughVaListsAndKeysHoldPerTime) {
   Plugin p = loaded();
-  Instance inst = p.create_instance("OfxImageEffectContextGeneral");
-  Image src({2, 3, 10, 7}, -128), dst({2, 3, 10, 7});
-  ofxhost::RenderArgs args;
-  args.scale = {0.5, 0.5};
-  ASSERT_EQ(inst.render(3.0, {2, 3, 6, 5}, src, dst, args), kOfxStatOK);
-  EXPECT_EQ(seen_args.get_double("OfxPropTime"), 3.0);
-  EXPECT_EQ(seen_args.ints("OfxImageEffectPropRenderWindow"), (std::vector<int>{2, 3, 6, 5}));
-  EXPECT_EQ(seen_args.doubles("OfxImageEffectPropRenderScale"), (std::vector<double>{0.5, 0.5}));
-  EXPECT_EQ(seen_args.get_string("OfxImageEffectPropFieldToRender"), "OfxImageFieldNone");
-  EXPECT_EQ(seen_image.get_pointer("OfxImagePropData"), src.data());
-  EXPECT_EQ(seen_image.get_int("OfxImagePropRowBytes"), -128);
-  EXPECT_EQ(seen_image.ints("OfxImagePropBounds"), (std::vector<int>{2, 3, 10, 7}));
-  EXPECT_EQ(seen_image.get_string("OfxImageEffectPropPixelDepth"), "OfxBitDepthFloat");
-  EXPECT_EQ(seen_image.get_string("OfxImageEffectPropComponents"), "OfxImageComponentRGBA");
-  EXPECT_EQ(seen_image.get_double("OfxImagePropPixelAspectRatio"), 1.0);
-  EXPECT_TRUE(seen_image.has("OfxImageEffectPropPreMultiplication"));
+  Instance inst = p.create_instance();
+  OfxParamHandle gain = fake::param(inst.handle(), "gain"), on = fake::param(inst.handle(), "on");
+  double d = 0;
+  int i = -1;
+  EXPECT_EQ(Pa->paramSetValue(gain, 1.25), kOfxStatOK);
+  EXPECT_EQ(Pa->paramSetValue(on, 1), kOfxStatOK);
+  EXPECT_EQ(inst.get_double("gain"), 1.25);
+  ASSERT_EQ(Pa->paramGetValue(on, &i), kOfxStatOK);
+  EXPECT_EQ(i, 1);
+
+  // Doubles interpolate between keys, integers hold until the next one.
+  ASSERT_EQ(Pa->paramSetValueAtTime(gain, 10.0, 1.0), kOfxStatOK);
+  ASSERT_EQ(Pa->paramSetValueAtTime(gain, 20.0, 2.0), kOfxStatOK);
+  ASSERT_EQ(Pa->paramSetValueAtTime(on, 10.0, 0), kOfxStatOK);
+  ASSERT_EQ(Pa->paramSetValueAtTime(on, 20.0, 1), kOfxStatOK);
+  for (auto [t, want] : {std::pair{0.0, 1.0}, {12.5, 1.25}, {20.0, 2.0}, {99.0, 2.0}}) {
+    ASSERT_EQ(Pa->paramGetValueAtTime(gain, t, &d), kOfxStatOK);
+    EXPECT_DOUBLE_EQ(d, want) << "t=" << t;
+  }
+  for (auto [t, want] : {std::pair{5.0, 0}, {19.99, 0}, {20.0, 1}}) {
+    ASSERT_EQ(Pa->paramGetValueAtTime(on, t, &i), kOfxStatOK);
+    EXPECT_EQ(i, want) << "t=" << t;
+  }
+  // paramGetValue reads at the current time, which a render moves to its frame.
+  inst.set_time(15.0);
+  Pa->paramGetValue(gain, &d);
+  EXPECT_DOUBLE_EQ(d, 1.5);
+  Image src({0, 0, 1, 1}), dst({0, 0, 1, 1});
+  src.fill(1, 1, 1, 1);
+  ASSERT_EQ(inst.render(12.0, {0, 0, 1, 1}, src, dst), kOfxStatOK);
+  EXPECT_FLOAT_EQ(dst.pixel(0, 0)[0], 1.2f);
+  EXPECT_EQ(inst.time(), 15.0);
 }
 
-TEST_F(Effect, InjectedFailuresReachThePlugin) {
+TEST_F(HostEffect, InjectedFailuresReachThePlugin) {
   Plugin p = loaded();
   Instance inst = p.create_instance();
   Image src({0, 0, 4, 4}), dst({0, 0, 4, 4});
@@ -170,75 +132,51 @@ TEST_F(Effect, InjectedFailuresReachThePlugin) {
   inst.faults() = {};
   EXPECT_EQ(inst.render(0, {0, 0, 4, 4}, nullptr, dst), kOfxStatFailed) << "no source image";
   EXPECT_EQ(inst.render(0, {0, 0, 4, 4}, src, dst), kOfxStatOK);
+  EXPECT_EQ(inst.images_held(), 0);
 
-  ofxhost::HostOptions missing;
-  missing.missing_suites = {"OfxParameterSuite"};
-  Plugin q = ofxhost::Host::adopt(&fake::gRecord, missing);
+  HostOptions o;
+  o.missing_suites = {"OfxParameterSuite"};
+  Plugin q = Host::adopt(&fake::gRecord, o);
   q.set_host();
   EXPECT_EQ(q.load(), kOfxStatFailed);
   EXPECT_EQ(fake::Pa, nullptr);
   q.set_host(nullptr);
   EXPECT_EQ(q.load(), kOfxStatFailed);
-  loaded();  // restore the fake's suites for later tests
 }
 
-TEST_F(Effect, SuiteCallsAreRecordedInOrder) {
+TEST_F(HostEffect, SuiteCallsAreRecordedInOrder) {
   Plugin p = loaded();
   Instance inst = p.create_instance();
   Image src({0, 0, 2, 2}), dst({0, 0, 2, 2});
   p.clear_log();
   ASSERT_EQ(inst.render(5, {0, 0, 2, 2}, src, dst), kOfxStatOK);
-  std::vector<std::string> want = {
-      "propGetDouble OfxPropTime 0",
-      "propGetIntN OfxImageEffectPropRenderWindow 4",
-      "clipGetHandle Source",
-      "clipGetHandle Output",
-      "clipGetImage Source 5",
-      "clipGetImage Output 5",
-      "propGetPointer OfxImagePropData 0",
-      "propGetPointer OfxImagePropData 0",
-      "propGetInt OfxImagePropRowBytes 0",
-      "propGetInt OfxImagePropRowBytes 0",
-      "propGetIntN OfxImagePropBounds 4",
-      "propGetIntN OfxImagePropBounds 4",
-      "getParamSet",
-      "paramGetHandle gain",
-      "paramGetValueAtTime gain 5",
-      "clipReleaseImage Source",
-      "clipReleaseImage Output",
-  };
+  const std::vector<std::string> want = {
+      "propGetDouble OfxPropTime 0",     "propGetIntN OfxImageEffectPropRenderWindow 4",
+      "clipGetHandle Source",            "clipGetImage Source 5",
+      "propGetPointer OfxImagePropData 0", "propGetInt OfxImagePropRowBytes 0",
+      "propGetIntN OfxImagePropBounds 4", "clipGetHandle Output",
+      "clipGetImage Output 5",           "propGetPointer OfxImagePropData 0",
+      "propGetInt OfxImagePropRowBytes 0", "propGetIntN OfxImagePropBounds 4",
+      "getParamSet",                     "paramGetHandle gain",
+      "paramGetValue gain",              "clipReleaseImage Source",
+      "clipReleaseImage Output"};
   EXPECT_EQ(p.calls(), want);
-  std::vector<ofxhost::Call> log = p.log();
-  ASSERT_FALSE(log.empty());
-  EXPECT_EQ(log.front().kind, ofxhost::Call::Action);
-  EXPECT_EQ(log.front().text, "OfxImageEffectActionRender");
-  EXPECT_EQ(log[3].target, "instance");
-  EXPECT_EQ(log[7].target, "image Source");
-  p.set_recording(false);
-  inst.render(5, {0, 0, 2, 2}, src, dst);
-  EXPECT_EQ(p.log().size(), log.size());
 }
 
-TEST_F(Effect, ChangesReachThePluginAsInstanceChangedWithTheirReason) {
+TEST_F(HostEffect, PluginEditsComeBackAsNestedInstanceChanged) {
   std::vector<std::string> changes;
   fake::gHandler = [&](const std::string& action, OfxImageEffectHandle effect, OfxPropertySetHandle in,
                        OfxPropertySetHandle out) -> OfxStatus {
-    if (action == "OfxActionInstanceChanged") {
-      char *name = nullptr, *type = nullptr, *reason = nullptr;
-      P->propGetString(in, "OfxPropName", 0, &name);
-      P->propGetString(in, "OfxPropType", 0, &type);
-      P->propGetString(in, "OfxPropChangeReason", 0, &reason);
-      changes.push_back(std::string(name) + " " + type + " " + reason);
-      // The plug-in answers every change of gain by setting gain again: the
-      // nested changes must come back, and must end.
-      if (std::string(name) == "gain") Pa->paramSetValue(fake::param(effect, "gain"), 1.0);
-      return kOfxStatOK;
-    }
-    if (action == "OfxActionCreateInstance") {
-      Pa->paramSetValue(fake::param(effect, "gain"), 3.0);  // no change is sent while creating
-      return kOfxStatOK;
-    }
-    return gain_plugin(action, effect, in, out);
+    if (action == "OfxActionCreateInstance")
+      return Pa->paramSetValue(fake::param(effect, "gain"), 3.0);  // no change is sent while creating
+    if (action != "OfxActionInstanceChanged") return gain_plugin(action, effect, in, out);
+    char *name = nullptr, *reason = nullptr;
+    P->propGetString(in, "OfxPropName", 0, &name);
+    P->propGetString(in, "OfxPropChangeReason", 0, &reason);
+    changes.push_back(std::string(name) + " " + reason);
+    // Answering every change of gain by setting it again must still end.
+    if (std::string(name) == "gain") Pa->paramSetValue(fake::param(effect, "gain"), 1.0);
+    return kOfxStatOK;
   };
   Plugin p = loaded();
   Instance inst = p.create_instance();
@@ -247,71 +185,9 @@ TEST_F(Effect, ChangesReachThePluginAsInstanceChangedWithTheirReason) {
   EXPECT_EQ(inst.set("gain", 0.25), kOfxStatOK);
   ASSERT_GE(changes.size(), 2u);
   EXPECT_LE(changes.size(), 20u);
-  EXPECT_EQ(changes[0], "gain OfxTypeParameter OfxChangeUserEdited");
-  EXPECT_EQ(changes[1], "gain OfxTypeParameter OfxChangePluginEdited");
+  EXPECT_EQ(changes[0], "gain OfxChangeUserEdited");
+  EXPECT_EQ(changes[1], "gain OfxChangePluginEdited");
   EXPECT_EQ(inst.get_double("gain"), 1.0);
-  changes.clear();
-  EXPECT_EQ(inst.changed("Source", "OfxChangeUserEdited", "OfxTypeClip"), kOfxStatOK);
-  EXPECT_EQ(changes, std::vector<std::string>{"Source OfxTypeClip OfxChangeUserEdited"});
-}
-
-TEST_F(Effect, ALifetimeSendsEveryActionInTheOrderHostsDo) {
-  std::vector<std::string> actions;
-  fake::gHandler = [&](const std::string& action, OfxImageEffectHandle effect, OfxPropertySetHandle in,
-                       OfxPropertySetHandle out) -> OfxStatus {
-    std::string what = action;
-    char* context = nullptr;
-    if (action == "OfxImageEffectActionDescribeInContext" &&
-        P->propGetString(in, "OfxImageEffectPropContext", 0, &context) == kOfxStatOK)
-      what += std::string(" ") + context;
-    actions.push_back(what);
-    return gain_plugin(action, effect, in, out);
-  };
-  {
-    Plugin p = ofxhost::Host::adopt(&fake::gRecord);
-    p.set_host();
-    ASSERT_EQ(p.load(), kOfxStatOK);
-    EXPECT_EQ(p.describe(), kOfxStatReplyDefault) << "the plug-in's own status comes back";
-    Instance inst = p.create_instance("OfxImageEffectContextGeneral");
-    inst.set("gain", 1.0);
-    Image src({0, 0, 2, 2}), dst({0, 0, 2, 2});
-    EXPECT_EQ(inst.render(0, {0, 0, 2, 2}, src, dst), kOfxStatOK);
-  }
-  EXPECT_EQ(actions, (std::vector<std::string>{
-                         "OfxActionDescribe",
-                         "OfxImageEffectActionDescribeInContext OfxImageEffectContextGeneral",
-                         "OfxActionCreateInstance",
-                         "OfxActionBeginInstanceChanged",
-                         "OfxActionInstanceChanged",
-                         "OfxActionEndInstanceChanged",
-                         "OfxImageEffectActionRender",
-                         "OfxActionDestroyInstance",
-                         "OfxActionUnload",
-                     }));
-}
-
-TEST_F(Effect, SeparateInstancesRenderAtOnce) {
-  Plugin p = loaded();
-  constexpr int kThreads = 4;
-  std::vector<Instance> insts;
-  for (int k = 0; k < kThreads; ++k) {
-    insts.push_back(p.create_instance());
-    insts.back().set("gain", double(k + 1));
-  }
-  std::atomic<int> bad{0};
-  std::vector<std::thread> threads;
-  for (int k = 0; k < kThreads; ++k)
-    threads.emplace_back([&, k] {
-      Image src({0, 0, 32, 16 + k}), dst({0, 0, 32, 16 + k}, -32 * 16);
-      ramp(src);
-      for (int n = 0; n < 20; ++n) {
-        if (insts[k].render(n, {0, 0, 32, 16 + k}, src, dst) != kOfxStatOK) ++bad;
-        if (dst.pixel(31, 15)[0] != 31.0f * (k + 1)) ++bad;
-      }
-    });
-  for (auto& t : threads) t.join();
-  EXPECT_EQ(bad.load(), 0);
-  EXPECT_GE(p.calls().size(), size_t(kThreads * 20 * 17));
 }
 
 }  // namespace

@@ -37,15 +37,6 @@ inline OfxStatus mainEntry(const char* action, const void* handle, OfxPropertySe
 
 inline OfxPlugin gRecord = {"OfxImageEffectPluginAPI", 1, "test.fake", 1, 0, setHost, mainEntry};
 
-// Defines two clips and the parameters a test names, in describe-in-context.
-inline void define_clips(OfxImageEffectHandle effect) {
-  OfxPropertySetHandle props;
-  E->clipDefine(effect, "Source", &props);
-  P->propSetString(props, "OfxImageEffectPropSupportedComponents", 0, "OfxImageComponentRGBA");
-  E->clipDefine(effect, "Output", &props);
-  P->propSetString(props, "OfxImageEffectPropSupportedComponents", 0, "OfxImageComponentRGBA");
-}
-
 inline OfxParamHandle param(OfxImageEffectHandle effect, const char* name) {
   OfxParamSetHandle set = nullptr;
   E->getParamSet(effect, &set);
@@ -57,7 +48,6 @@ inline OfxParamHandle param(OfxImageEffectHandle effect, const char* name) {
 // Each test starts with a fresh host around the fake plug-in and no behaviour.
 struct Test : ::testing::Test {
   Test() { gHandler = nullptr; }
-  ~Test() override { gHandler = nullptr; }
   static ofxhost::Plugin loaded(const ofxhost::HostOptions& o = {}) {
     ofxhost::Plugin p = ofxhost::Host::adopt(&gRecord, o);
     p.set_host();
