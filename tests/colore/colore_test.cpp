@@ -1,10 +1,12 @@
-// The whole colour transform: reference renderings of every look and the mix with neutral.
+// The neutral tone curve and the whole colour transform: reference renderings of every look
+// and the mix with neutral.
 #include <gtest/gtest.h>
 
 #include <limits>
 #include <vector>
 
-#include "colore/confronto.h"
+#include "colore/colore.h"
+#include "looks/looks.h"
 
 namespace varno {
 namespace {
@@ -12,6 +14,19 @@ namespace {
 const std::vector<LookDef>& looks() {
   static const std::vector<LookDef> l = catalogo();
   return l;
+}
+
+const Curva kNeutra = normalizza_curva(0.9f, 18.0f, 1.0f, 1.0f);
+
+// A frame's context as the render builds it: no white balance, profile row 0.
+Contesto contesto_per(const LookDef& look, float forza, float ev = 0.0f) {
+  Contesto c;
+  c.look = &look;
+  c.curva_look = normalizza_curva(look.spalla, look.bianco, look.contrasto, look.gamma);
+  c.forza = forza;
+  c.ev = ev;
+  c.curva_neutra = kNeutra;
+  return c;
 }
 
 const RGB kCodiceA{0.41f, 0.41f, 0.41f};
@@ -22,6 +37,20 @@ void atteso(const RGB& v, const RGB& a, const char* cosa) {
   EXPECT_NEAR(v.r, a.r, 5e-5f) << cosa;
   EXPECT_NEAR(v.g, a.g, 5e-5f) << cosa;
   EXPECT_NEAR(v.b, a.b, 5e-5f) << cosa;
+}
+
+TEST(NormalizzaCurva, NeutralCurveLandsOnItsKnownValues) {
+  EXPECT_NEAR(kNeutra.scala, 0.56205f, 5e-6f);
+  EXPECT_NEAR(kNeutra.norma, 1.0068f, 5e-5f);
+  EXPECT_NEAR(kNeutra.grigio, 0.116987f, 5e-7f);
+}
+
+TEST(TonemapRatio, BlackStaysOnTheCurveFloor) {
+  // The ratio path sends black to 0; per channel it maps to T(0), tiny but not 0.
+  EXPECT_EQ(tonemap_ratio(RGB{0.0f, 0.0f, 0.0f}, kNeutra, 0.0f).r, 0.0f);
+  const float t0 = tonemap_ratio(RGB{0.0f, 0.0f, 0.0f}, kNeutra, 1.0f).r;
+  EXPECT_GT(t0, 0.0f);
+  EXPECT_LE(t0, 2e-9f);
 }
 
 TEST(ApplicaColore, EveryLookMatchesItsReferenceAtFullStrength) {
@@ -54,14 +83,10 @@ TEST(ApplicaColore, EveryLookMatchesItsReferenceAtFullStrength) {
 }
 
 TEST(ApplicaColore, ZeroStrengthIsTheNeutralRenderingForAnyLook) {
-  const RGB n_a = applica_colore(kCodiceA, contesto_per(looks()[0], 0.0f));
-  const RGB n_b = applica_colore(kCodiceB, contesto_per(looks()[0], 0.0f));
-  atteso(n_a, RGB{0.4077f, 0.4077f, 0.4078f}, "A");
-  atteso(n_b, RGB{1.0f, 0.413f, 0.2971f}, "B");
   for (const LookDef& look : looks()) {
-    const RGB a = applica_colore(kCodiceA, contesto_per(look, 0.0f));
-    const RGB b = applica_colore(kCodiceB, contesto_per(look, 0.0f));
-    EXPECT_TRUE(a.r == n_a.r && a.b == n_a.b && b.g == n_b.g) << look.nome;
+    SCOPED_TRACE(look.nome);
+    atteso(applica_colore(kCodiceA, contesto_per(look, 0.0f)), RGB{0.4077f, 0.4077f, 0.4078f}, "A");
+    atteso(applica_colore(kCodiceB, contesto_per(look, 0.0f)), RGB{1.0f, 0.413f, 0.2971f}, "B");
   }
 }
 
@@ -69,11 +94,12 @@ TEST(ApplicaColore, PrintLooksHaveAFlatCeiling) {
   // Scene light is held at 1 ahead of the print curve: more exposure on white changes
   // nothing, and the fixed soft clip keeps the result at 0.94 or below.
   const RGB bianco{1.0f, 1.0f, 1.0f};
-  const RGB v1 = applica_colore(bianco, contesto_per(looks()[0], 1.0f, 1.0f));
-  const RGB v2 = applica_colore(bianco, contesto_per(looks()[0], 1.0f, 3.0f));
-  EXPECT_EQ(v1.r, v2.r);
-  EXPECT_EQ(v1.b, v2.b);
-  for (float c : {v1.r, v1.g, v1.b}) EXPECT_LE(c, 0.94f);
+  for (size_t i = 0; i < 4; ++i) {
+    const RGB v1 = applica_colore(bianco, contesto_per(looks()[i], 1.0f, 1.0f));
+    const RGB v2 = applica_colore(bianco, contesto_per(looks()[i], 1.0f, 3.0f));
+    EXPECT_TRUE(v1.r == v2.r && v1.g == v2.g && v1.b == v2.b) << looks()[i].nome;
+    for (float c : {v1.r, v1.g, v1.b}) EXPECT_LE(c, 0.94f) << looks()[i].nome;
+  }
 }
 
 TEST(ApplicaColore, OutputStaysInRangeForHostileCodes) {
