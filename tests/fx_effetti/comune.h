@@ -1,12 +1,11 @@
-// Small helpers shared by the effect tests: frames, luma, thread count.
+// Helpers shared by the effect tests: a frame with its size values and luma.
 #pragma once
 
 #include <cstdint>
-#include <cstring>
 #include <random>
 
+#include "fx/blur.h"
 #include "fx/fx.h"
-#include "render/parallelo.h"
 
 namespace varno::prova {
 
@@ -38,7 +37,7 @@ struct Fotogramma {
 };
 
 // A frame of uniform noise in lo..hi, the same for a given seed.
-inline Fotogramma casuale(int32_t w, int32_t h, uint32_t seme, float lo = 0.0f, float hi = 1.0f) {
+inline Fotogramma casuale(int32_t w, int32_t h, uint32_t seme, float lo, float hi) {
   Fotogramma f(w, h, 0.0f, 0.0f, 0.0f);
   std::mt19937 gen(seme);
   std::uniform_real_distribution<float> dist(lo, hi);
@@ -47,16 +46,28 @@ inline Fotogramma casuale(int32_t w, int32_t h, uint32_t seme, float lo = 0.0f, 
   return f;
 }
 
-inline bool stessi_bit(const Immagine& a, const Immagine& b) {
-  return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0;
+// Black frame with a white 5x5 square at a third of each side: a halo
+// falls on black, where the output is its screen over 0.
+inline Fotogramma quadrato(int32_t w, int32_t h) {
+  Fotogramma f(w, h, 0.0f, 0.0f, 0.0f);
+  for (int32_t y = h / 3; y < h / 3 + 5 && y < h; ++y)
+    for (int32_t x = w / 3; x < w / 3 + 5 && x < w; ++x) f.imposta(x, y, 1.0f, 1.0f, 1.0f);
+  f.aggiorna();
+  return f;
 }
 
-// Forces a hardware thread count for the life of the object.
-struct ConThread {
-  explicit ConThread(unsigned n) { imposta_thread_hardware(n); }
-  ~ConThread() { imposta_thread_hardware(0); }
-  ConThread(const ConThread&) = delete;
-  ConThread& operator=(const ConThread&) = delete;
-};
+// The highlight plane of a frame under a ramp from `inizio` over `ampiezza`
+// (t squared, or luma times t, reaching 1 or luma), blurred with the radius
+// and reduction a frame size should give.
+inline Piano alone_atteso(const Fotogramma& f, float inizio, float ampiezza, bool quadratico, int32_t raggio,
+                          int32_t riduzione) {
+  Piano p(f.luma.size());
+  for (size_t i = 0; i < p.size(); ++i) {
+    const float l = f.luma[i], t = (l - inizio) / ampiezza;
+    p[i] = t > 0.0f ? (t >= 1.0f ? (quadratico ? 1.0f : l) : (quadratico ? t * t : l * t)) : 0.0f;
+  }
+  blur_su_ridotta(p, f.q.larghezza, f.q.altezza, raggio, riduzione);
+  return p;
+}
 
 }  // namespace varno::prova
