@@ -13,54 +13,12 @@
 #include <sstream>
 
 #include "ofx_host.h"
+#include "processo.h"
 
-namespace fs = std::filesystem;
 
 namespace {
 
 const std::string kBundle = VARNO_TEST_BUNDLE;
-
-struct Result {
-  int code = -1;
-  std::string out, err;
-};
-
-std::string slurp(const fs::path& p) {
-  std::ifstream f(p);
-  std::stringstream ss;
-  ss << f.rdbuf();
-  return ss.str();
-}
-
-// Runs varno-render with these arguments and extra environment, no shell between.
-Result run(const std::vector<std::string>& args, const std::vector<std::string>& env = {}) {
-  fs::path dir = fs::path(VARNO_TEST_TMP);
-  fs::create_directories(dir);
-  // Per process: CTest runs several of these tests at once.
-  const std::string tag = std::to_string(getpid());
-  fs::path out = dir / ("stdout." + tag + ".txt"), err = dir / ("stderr." + tag + ".txt");
-  pid_t pid = fork();
-  if (pid == 0) {
-    int o = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    int e = open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    dup2(o, 1);
-    dup2(e, 2);
-    unsetenv("OFX_PLUGIN_PATH");
-    for (auto& kv : env) putenv(const_cast<char*>(kv.c_str()));
-    std::vector<char*> argv{const_cast<char*>(VARNO_TEST_RENDER)};
-    for (auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-    argv.push_back(nullptr);
-    execv(VARNO_TEST_RENDER, argv.data());
-    _exit(127);
-  }
-  int status = 0;
-  waitpid(pid, &status, 0);
-  Result r;
-  r.code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  r.out = slurp(out);
-  r.err = slurp(err);
-  return r;
-}
 
 struct Picture {
   int w = 0, h = 0, nch = 0;

@@ -1,10 +1,6 @@
 // The demo chart through varno-render with every look gives, at each pixel,
 // the colour transform evaluated at that code value, within what trilinear
 // interpolation on the 81-point table can differ by.
-#include <fcntl.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <OpenImageIO/imageio.h>
 #include <gtest/gtest.h>
 
@@ -14,31 +10,12 @@
 #include <vector>
 
 #include "render/impostazioni.h"
+#include "processo.h"
 #include "tool.h"
-
-namespace fs = std::filesystem;
 
 namespace {
 
 using namespace varno;
-
-int esegui(const std::vector<std::string>& argomenti) {
-  pid_t pid = fork();
-  if (pid == 0) {
-    int nulla = open("/dev/null", O_WRONLY);
-    dup2(nulla, 1);
-    dup2(nulla, 2);
-    unsetenv("OFX_PLUGIN_PATH");
-    std::vector<char*> argv{const_cast<char*>(VARNO_TEST_RENDER)};
-    for (auto& a : argomenti) argv.push_back(const_cast<char*>(a.c_str()));
-    argv.push_back(nullptr);
-    execv(VARNO_TEST_RENDER, argv.data());
-    _exit(127);
-  }
-  int stato = 0;
-  waitpid(pid, &stato, 0);
-  return WIFEXITED(stato) ? WEXITSTATUS(stato) : 128;
-}
 
 std::vector<float> leggi_rgba(const fs::path& p, int w, int h) {
   auto in = OIIO::ImageInput::open(p.string());
@@ -71,7 +48,7 @@ TEST(LookSulGrafico, EveryLookMatchesTheColourTransformWithinItsTableCell) {
                                     "--set", "look=" + lista[l].nome};
     for (const char* s : kSpenti) arg.insert(arg.end(), {"--set", s});
     arg.push_back(uscita.string());
-    ASSERT_EQ(esegui(arg), 0);
+    ASSERT_EQ(run(arg).code, 0);
     const std::vector<float> out = leggi_rgba(uscita, w, h);
 
     ValoriParametri v;

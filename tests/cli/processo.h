@@ -1,0 +1,61 @@
+// Runs the built varno-render as a user would: a subprocess, its output and exit code.
+#pragma once
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Result {
+  int code = -1;
+  std::string out, err;
+};
+
+std::string slurp(const fs::path& p) {
+  std::ifstream f(p);
+  std::stringstream ss;
+  ss << f.rdbuf();
+  return ss.str();
+}
+
+// Runs varno-render with these arguments and extra environment, no shell between.
+Result run(const std::vector<std::string>& args, const std::vector<std::string>& env = {}) {
+  fs::path dir = fs::path(VARNO_TEST_TMP);
+  fs::create_directories(dir);
+  // Per process: CTest runs several of these tests at once.
+  const std::string tag = std::to_string(getpid());
+  fs::path out = dir / ("stdout." + tag + ".txt"), err = dir / ("stderr." + tag + ".txt");
+  pid_t pid = fork();
+  if (pid == 0) {
+    int o = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    int e = open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    dup2(o, 1);
+    dup2(e, 2);
+    unsetenv("OFX_PLUGIN_PATH");
+    for (auto& kv : env) putenv(const_cast<char*>(kv.c_str()));
+    std::vector<char*> argv{const_cast<char*>(VARNO_TEST_RENDER)};
+    for (auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+    argv.push_back(nullptr);
+    execv(VARNO_TEST_RENDER, argv.data());
+    _exit(127);
+  }
+  int status = 0;
+  waitpid(pid, &status, 0);
+  Result r;
+  r.code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  r.out = slurp(out);
+  r.err = slurp(err);
+  return r;
+}
+
+}  // namespace
