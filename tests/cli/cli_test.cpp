@@ -37,7 +37,7 @@ Picture read_image(const fs::path& path) {
   Picture p;
   auto in = OIIO::ImageInput::open(path.string());
   if (!in) return p;
-  p = {in->spec().width, in->spec().height, in->spec().nchannels, {}};
+  p = {in->spec_dimensions(0).width, in->spec_dimensions(0).height, in->spec_dimensions(0).nchannels, {}};
   p.px.resize(size_t(p.w) * p.h * p.nch);
   in->read_image(0, 0, 0, p.nch, OIIO::TypeDesc::FLOAT, p.px.data());
   return p;

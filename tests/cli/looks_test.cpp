@@ -22,9 +22,9 @@ std::vector<float> leggi_rgba(const fs::path& p, int w, int h) {
   EXPECT_TRUE(in) << p;
   std::vector<float> px(static_cast<size_t>(w) * h * 4);
   if (!in) return px;
-  EXPECT_EQ(in->spec().width, w);
-  EXPECT_EQ(in->spec().height, h);
-  EXPECT_EQ(in->spec().nchannels, 4);
+  EXPECT_EQ(in->spec_dimensions(0).width, w);
+  EXPECT_EQ(in->spec_dimensions(0).height, h);
+  EXPECT_EQ(in->spec_dimensions(0).nchannels, 4);
   EXPECT_TRUE(in->read_image(0, 0, 0, 4, OIIO::TypeDesc::FLOAT, px.data()));
   return px;
 }

@@ -60,13 +60,13 @@ bool read_picture(const std::string& path, Picture& out, std::string& error) {
     error = "cannot read '" + path + "': " + first_line(OIIO::geterror());
     return false;
   }
-  const ImageSpec& spec = in->spec();
-  if (spec.deep || spec.depth > 1) {
+  const ImageSpec desc = in->spec_dimensions(0);
+  if (desc.deep || desc.depth > 1) {
     error = "cannot read '" + path + "': deep and volume images are not supported";
     return false;
   }
-  long w = spec.width, h = spec.height;
-  int nch = spec.nchannels;
+  long w = desc.width, h = desc.height;
+  int nch = desc.nchannels;
   if (w <= 0 || h <= 0 || nch <= 0) {
     error = "cannot read '" + path + "': the image is empty";
     return false;
@@ -81,7 +81,7 @@ bool read_picture(const std::string& path, Picture& out, std::string& error) {
     return false;
   }
   // Which channels are colour and which is alpha.
-  int alpha = spec.alpha_channel;
+  int alpha = desc.alpha_channel;
   if (alpha < 0 && (nch == 2 || nch >= 4)) alpha = nch == 2 ? 1 : 3;
   std::vector<int> colour;
   for (int c = 0; c < nch && colour.size() < 3; ++c)
@@ -139,10 +139,10 @@ bool write_picture(const std::string& path, const Picture& pic, std::string& err
   else if (ext == ".tif" || ext == ".tiff" || ext == ".dpx" || ext == ".png")
     format = TypeDesc::UINT16;
   int nch = out->supports("alpha") ? 4 : 3;
-  ImageSpec spec(pic.width, pic.height, nch, format);
-  if (nch == 4) spec.alpha_channel = 3;
-  if (ext == ".exr") spec.attribute("compression", "zip");
-  if (ext == ".jpg" || ext == ".jpeg") spec.attribute("Compression", "jpeg:95");
+  ImageSpec desc(pic.width, pic.height, nch, format);
+  if (nch == 4) desc.alpha_channel = 3;
+  if (ext == ".exr") desc.attribute("compression", "zip");
+  if (ext == ".jpg" || ext == ".jpeg") desc.attribute("Compression", "jpeg:95");
 
   // Same folder, so the rename below stays on one file system; same extension,
   // in case the writer looks at it.
@@ -150,7 +150,7 @@ bool write_picture(const std::string& path, const Picture& pic, std::string& err
   fs::path tmp = target.parent_path() /
                  ("." + target.stem().string() + ".tmp" + std::to_string(::getpid()) + target.extension().string());
   std::snprintf(gPending, sizeof gPending, "%s", tmp.c_str());
-  bool ok = out->open(tmp.string(), spec);
+  bool ok = out->open(tmp.string(), desc);
   if (ok) {
     ok = out->write_image(TypeDesc::FLOAT, pic.rgba.data(), 4 * sizeof(float));
     if (!out->close()) ok = false;
