@@ -163,8 +163,7 @@ RGB grado(RGB lin, const LookDef& look, const Curva& curva) {
 
 }  // namespace
 
-RGB applica_colore(RGB codice, const Contesto& ctx) {
-  const RGB dec = decodifica(codice, ctx.profilo);
+RGB esposizione(RGB dec, const Contesto& ctx) {
   // Exposure and white balance are gains on linear light; what the matrix pushed below
   // zero dies here. Not a number passes on to the clamps of the tone curve.
   const float e = powf(2.0f, ctx.ev);
@@ -173,7 +172,14 @@ RGB applica_colore(RGB codice, const Contesto& ctx) {
   if (lin.r < 0.0f) lin.r = 0.0f;
   if (lin.g < 0.0f) lin.g = 0.0f;
   if (lin.b < 0.0f) lin.b = 0.0f;
+  return lin;
+}
 
+RGB applica_colore(RGB codice, const Contesto& ctx) {
+  return applica_colore_lineare(esposizione(decodifica(codice, ctx.profilo), ctx), ctx);
+}
+
+RGB applica_colore_lineare(RGB lin, const Contesto& ctx) {
   const RGB N = codifica(tonemap_ratio(lin, ctx.curva_neutra, 0.0f));
   if (!ctx.look) return N;
 

@@ -35,7 +35,12 @@ struct Contesto {
 Curva normalizza_curva(float s, float w, float c, float g);
 // Scene-linear to display-linear 0..1; miscela 0 keeps ratios, 1 maps per channel.
 RGB tonemap_ratio(RGB c, const Curva& k, float miscela);
-// Code value in the footage's encoding to the graded display code value.
+// Code value in the footage's encoding to the graded display code value:
+// the decode, then esposizione, then applica_colore_lineare.
 RGB applica_colore(RGB codice, const Contesto& ctx);
+// Exposure and white balance on decoded linear light, negatives cut to 0.
+RGB esposizione(RGB decodificato, const Contesto& ctx);
+// The rest of the grade, from exposed linear light.
+RGB applica_colore_lineare(RGB lin, const Contesto& ctx);
 
 }  // namespace varno

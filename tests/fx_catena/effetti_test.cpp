@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "aiuto.h"
+#include "fx/blur.h"
 
 using namespace varno;
 
@@ -75,6 +76,50 @@ TEST(HalationBloom, MaskValuesOnFlatFrames) {
   for (int c = 0; c < 3; ++c) EXPECT_NEAR(bloom[c], 1 - (1 - 0.86) * (1 - 0.215 * 0.6), 2e-6);
 }
 
+// Enhance and skin diffusion at the middling differences most footage has,
+// worked out in double from the limiter's rational curve, with the blurred
+// luminance taken from the blur itself (tested on its own).
+TEST(Dettaglio, EnhanceAndSkinDiffusionAtMiddlingDifferences) {
+  const int w = 60, h = 40;
+  const Quadro q = calcola_quadro(w, h);
+  const Immagine prima = aiuto::casuali(static_cast<size_t>(w * h * 3), 21, 0.15f, 0.85f);
+  const Piano luma = aiuto::luma_di(prima, q);
+  auto limitatore = [](double diff) {
+    const double d = diff * 3.0;
+    if (d > 3.0) return 1.0 / 3.0;
+    if (d < -3.0) return -1.0 / 3.0;
+    return ((d * d + 27.0) * d / (d * d * 9.0 + 27.0)) / 3.0;
+  };
+  const struct {
+    const char* nome;
+    bool enhance;
+    float quanto;
+  } casi[] = {{"enhance", true, 0.35f}, {"pelle", false, 0.4f}};
+  for (const auto& c : casi) {
+    SCOPED_TRACE(c.nome);
+    Piano b = luma;
+    box_blur(b, w, h, 1, 3);  // radius 1 at this size for both
+    Immagine img = prima;
+    if (c.enhance)
+      fx_enhance(img, luma, q, c.quanto);
+    else
+      fx_pelle(img, luma, q, c.quanto);
+    int medi = 0;
+    for (size_t i = 0; i < luma.size(); ++i) {
+      const double L = luma[i], t = limitatore(L - b[i]);
+      if (std::fabs(L - b[i]) > 0.05) ++medi;
+      double n = c.enhance ? L + 2.0 * t * c.quanto : L - t * c.quanto * 1.6;
+      n = n > 1e-6 ? std::min(n, 1.0) : 1e-6;
+      const double r = n / std::max(1e-6, L);
+      for (int k = 0; k < 3; ++k) {
+        const double atteso = std::clamp(prima[i * 3 + k] * r, 0.0, 1.0);
+        ASSERT_NEAR(img[i * 3 + k], atteso, 2e-6) << "pixel " << i << " channel " << k;
+      }
+    }
+    EXPECT_GT(medi, static_cast<int>(luma.size() / 4));  // the limiter's middle, not its ends
+  }
+}
+
 TEST(Vignetta, MaskValuesAndTranspose) {
   const auto m = vignetta_mask(1920, 1080);
   ASSERT_EQ(m->size(), 1920u * 1080u);
@@ -90,6 +135,27 @@ TEST(Vignetta, MaskValuesAndTranspose) {
   for (size_t y = 0; y < 1080; ++y)
     for (size_t x = 0; x < 1920; ++x) ASSERT_EQ((*m)[y * 1920 + x], (*alto)[x * 1080 + y]) << x << "," << y;
 
+}
+
+// The stage itself on single pixels: the corner keeps 1 - amount, a pixel on
+// the way keeps 1 - mask * amount with the mask worked out here in double.
+TEST(Vignetta, EachPixelKeepsOneMinusMaskTimesAmount) {
+  const int w = 50, h = 30;
+  Immagine img = aiuto::piatta(w, h, 0.8f, 0.5f, 0.25f);
+  fx_vignetta(img, calcola_quadro(w, h), 0.35f);
+  auto maschera = [&](int x, int y) {
+    const double d = std::sqrt(std::pow((x - w * 0.5) / (w * 0.5), 2) + std::pow((y - h * 0.5) / (h * 0.5), 2)) /
+                     std::sqrt(2.0);
+    const double t = std::clamp((d - 0.78) / 0.22, 0.0, 1.0);
+    return std::pow(t, 2.2);
+  };
+  for (auto [x, y] : {std::pair{0, 0}, std::pair{2, 1}, std::pair{4, 3}, std::pair{47, 28}, std::pair{25, 0}}) {
+    const double k = 1.0 - maschera(x, y) * 0.35;
+    const float* p = &img[static_cast<size_t>(3 * (y * w + x))];
+    EXPECT_NEAR(p[0], 0.8 * k, 2e-6) << x << "," << y;
+    EXPECT_NEAR(p[2], 0.25 * k, 1e-6) << x << "," << y;
+  }
+  EXPECT_EQ(img[0], 0.8f * (1.0f - 0.35f));
 }
 
 // Instances rendering different sizes at once share one guarded mask cache:

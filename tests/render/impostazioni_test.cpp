@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 
+#include "colore/profili.h"
 #include "render/impostazioni.h"
 #include "render/lut.h"
 
@@ -75,6 +76,39 @@ TEST(Impostazioni, WhiteBalanceGains) {
   EXPECT_EQ(g.b, 0.9f);
 }
 
+TEST(Impostazioni, ExposureAndWhiteBalanceAreGainsOnLinearLightAndNegativesDie) {
+  ValoriParametri v = predefiniti();
+  v.ev = 1.5, v.temp = 0.4, v.tinta = -0.3;
+  const Contesto c = calcola_impostazioni(v).contesto;
+  // By hand: t = 0.1, u = -0.03; red 1.1 + 0.03, green 1 - 0.06, blue 0.9 + 0.03.
+  const double guadagni[3] = {1.13, 0.94, 0.93};
+  const double e = std::pow(2.0, 1.5);
+  const RGB dec{0.18f, 2.5f, 0.0625f};
+  const RGB lin = esposizione(dec, c);
+  const float l[3] = {lin.r, lin.g, lin.b}, d[3] = {dec.r, dec.g, dec.b};
+  for (int k = 0; k < 3; ++k) EXPECT_NEAR(l[k], e * d[k] * guadagni[k], 1e-6 * e * d[k]) << "channel " << k;
+
+  // What the camera matrix pushed below zero is no light at all; a NaN passes on.
+  const RGB neg = esposizione(RGB{-0.2f, -1e-30f, std::nanf("")}, c);
+  EXPECT_EQ(neg.r, 0.0f);
+  EXPECT_EQ(neg.g, 0.0f);
+  EXPECT_TRUE(std::isnan(neg.b));
+  // And through the whole grade: a saturated green decodes with negative red
+  // in S-Gamut3.Cine, and grades as if that red were 0.
+  v = predefiniti();
+  v.formato = 0;
+  v.look = 4;
+  const Contesto s3 = calcola_impostazioni(v).contesto;
+  const RGB verde{0.1f, 0.62f, 0.1f};
+  const RGB decv = decodifica(verde, 0);
+  ASSERT_LT(decv.r, 0.0f);
+  const RGB a = applica_colore(verde, s3);
+  const RGB b = applica_colore_lineare(RGB{0.0f, decv.g, decv.b > 0.0f ? decv.b : 0.0f}, s3);
+  EXPECT_EQ(a.r, b.r);
+  EXPECT_EQ(a.g, b.g);
+  EXPECT_EQ(a.b, b.b);
+}
+
 TEST(Impostazioni, ProfileKeyKeepsTheResolvedIndexTheContextClampsIt) {
   ValoriParametri v = predefiniti();
   v.formato = 12, v.cs_canon = 2;
@@ -117,6 +151,39 @@ TEST(ChiaveLut, RebuildsOnlyWhenTheKeyChanges) {
   EXPECT_NE(t1, t3);
   EXPECT_EQ(t1->N, 81);  // the old table stays whole for whoever holds it
   EXPECT_EQ(t1->dati.size(), 81u * 81u * 81u * 3u);
+}
+
+TEST(ChiaveLut, EachFieldOfTheKeyRebuildsOnceAndChangesTheTable) {
+  ValoriParametri v = predefiniti();
+  v.formato = 5;
+  v.look = 7;
+  v.forza = 0.8, v.ev = 0.3, v.temp = -0.2, v.tinta = 0.1;
+  Impostazioni s = calcola_impostazioni(v);
+  std::shared_ptr<const Lut3D> prima = aggiorna_lut(s.chiave, s.contesto);
+  // Values no earlier test used, so no recently built table can answer.
+  const struct {
+    const char* campo;
+    void (*cambia)(ValoriParametri&);
+  } campi[] = {
+      {"look", [](ValoriParametri& x) { x.look = 9; }},
+      {"profilo", [](ValoriParametri& x) { x.formato = 8; }},
+      {"forza", [](ValoriParametri& x) { x.forza = 0.61; }},
+      {"ev", [](ValoriParametri& x) { x.ev = -0.41; }},
+      {"temp", [](ValoriParametri& x) { x.temp = 0.33; }},
+      {"tinta", [](ValoriParametri& x) { x.tinta = -0.27; }},
+  };
+  for (const auto& c : campi) {
+    SCOPED_TRACE(c.campo);
+    c.cambia(v);
+    s = calcola_impostazioni(v);
+    const uint64_t n0 = lut_costruzioni();
+    std::shared_ptr<const Lut3D> dopo = aggiorna_lut(s.chiave, s.contesto);
+    EXPECT_EQ(lut_costruzioni(), n0 + 1);
+    EXPECT_NE(dopo->dati, prima->dati);
+    aggiorna_lut(s.chiave, s.contesto);
+    EXPECT_EQ(lut_costruzioni(), n0 + 1);
+    prima = dopo;
+  }
 }
 
 TEST(ChiaveLut, NotANumberStrengthRebuildsEveryTime) {
