@@ -2,6 +2,7 @@
 // enlargement, the detail limiter and the screen blend.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "render/parallelo.h"

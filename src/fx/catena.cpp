@@ -3,6 +3,7 @@
 
 #include "fx/fx.h"
 #include "render/parallelo.h"
+#include "render/scorta.h"
 
 namespace varno {
 
@@ -47,7 +48,8 @@ void applica_fx(Immagine& img, int32_t larghezza, int32_t altezza, const FxRicet
   if (img.size() / 3 < static_cast<uint64_t>(pixel)) return;
 
   const Quadro q = calcola_quadro(larghezza, altezza);
-  Piano luma(static_cast<size_t>(pixel), 0.0f);
+  Prestito prestito(static_cast<size_t>(pixel));
+  Piano& luma = *prestito;
   aggiorna_luma(img, luma, q);
 
   // Each amount is its own switch: 0, negative and not-a-number all skip.

@@ -85,6 +85,8 @@ OfxStatus descrivi(OfxImageEffectHandle handle) {
   gProp->propSetInt(p, kOfxImageEffectPropSupportsMultiResolution, 0, 0);
   gProp->propSetInt(p, kOfxImageEffectPropSupportsTiles, 0, 0);
   gProp->propSetString(p, kOfxImageEffectPluginRenderThreadSafety, 0, kOfxImageEffectRenderInstanceSafe);
+  // The plug-in threads a frame itself: a host must not split one over its threads.
+  gProp->propSetInt(p, kOfxImageEffectPluginPropHostFrameThreading, 0, 0);
   return kOfxStatOK;
 }
 

@@ -159,6 +159,7 @@ enum : OfxStatus {
 #define kOfxImageEffectPropSupportsTiles "OfxImageEffectPropSupportsTiles"
 #define kOfxImageEffectPluginRenderThreadSafety "OfxImageEffectPluginRenderThreadSafety"
 #define kOfxImageEffectRenderInstanceSafe "OfxImageEffectRenderInstanceSafe"
+#define kOfxImageEffectPluginPropHostFrameThreading "OfxImageEffectPluginPropHostFrameThreading"
 #define kOfxImageEffectContextFilter "OfxImageEffectContextFilter"
 #define kOfxImageEffectContextGeneral "OfxImageEffectContextGeneral"
 #define kOfxImageEffectPropContext "OfxImageEffectPropContext"

@@ -6,6 +6,7 @@
 #include "host/host.h"
 #include "render/impostazioni.h"
 #include "render/parallelo.h"
+#include "render/scorta.h"
 
 namespace varno {
 
@@ -155,11 +156,12 @@ OfxStatus render(OfxImageEffectHandle handle, OfxPropertySetHandle inArgs) {
   if (W <= 0 || H <= 0 || src.dati == nullptr || out.dati == nullptr) return kOfxStatFailed;
   if (W > kPixelMassimi || H > kPixelMassimi || W * H > kPixelMassimi) return kOfxStatErrMemory;
 
-  Immagine immagine(static_cast<size_t>(W * H * 3), 0.0f);
-  Piano alfa(static_cast<size_t>(W * H), 0.0f);
-  passata_colore(src, finestra, *lut, immagine, alfa);
-  applica_fx(immagine, static_cast<int32_t>(W), static_cast<int32_t>(H), imp.ricetta);
-  passata_scrittura(out, finestra, immagine, alfa);
+  // Kept from frame to frame; the grading pass writes every value.
+  Prestito immagine(static_cast<size_t>(W * H * 3));
+  Prestito alfa(static_cast<size_t>(W * H));
+  passata_colore(src, finestra, *lut, *immagine, *alfa);
+  applica_fx(*immagine, static_cast<int32_t>(W), static_cast<int32_t>(H), imp.ricetta);
+  passata_scrittura(out, finestra, *immagine, *alfa);
   return kOfxStatOK;
 }
 

@@ -94,6 +94,7 @@ TEST(Descrizione, PropertiesInOrder) {
       "propSetInt OfxImageEffectPropSupportsMultiResolution 0 0",
       "propSetInt OfxImageEffectPropSupportsTiles 0 0",
       "propSetString OfxImageEffectPluginRenderThreadSafety 0 OfxImageEffectRenderInstanceSafe",
+      "propSetInt OfxImageEffectPluginPropHostFrameThreading 0 0",
   };
   EXPECT_EQ(sets, attese);
 }

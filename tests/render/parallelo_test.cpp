@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <map>
 #include <mutex>
+#include <set>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -14,107 +16,129 @@ namespace {
 
 using varno::imposta_thread_hardware;
 using varno::parallel_for;
+using varno::suddividi;
 
 struct Visita {
-  uint64_t indice;
   std::thread::id thread;
+  uint64_t ordine;  // when it ran, across all threads
 };
 
-// Runs parallel_for with a forced hardware count. Each worker waits at its first
-// item until `attesi` threads are alive at once, so thread ids cannot be reused
-// between chunks and each chunk maps to one id.
-std::vector<Visita> esegui(unsigned hc, uint64_t count, unsigned attesi) {
+// Runs parallel_for with a forced hardware count and records, for each index,
+// the thread that ran it and when.
+std::vector<Visita> esegui(unsigned hc, uint64_t count) {
   imposta_thread_hardware(hc);
-  std::mutex m;
-  std::condition_variable cv;
-  unsigned arrivati = 0;
-  std::map<std::thread::id, bool> visti;
-  std::vector<Visita> visite;
-  parallel_for(count, [&](uint64_t i) {
-    std::unique_lock<std::mutex> lk(m);
-    visite.push_back({i, std::this_thread::get_id()});
-    if (attesi > 1 && !visti[std::this_thread::get_id()]) {
-      visti[std::this_thread::get_id()] = true;
-      ++arrivati;
-      cv.notify_all();
-      cv.wait_for(lk, std::chrono::seconds(20), [&] { return arrivati >= attesi; });
-    }
-  });
+  std::atomic<uint64_t> contatore{0};
+  std::vector<Visita> v(count);
+  parallel_for(count, [&](uint64_t i) { v[i] = {std::this_thread::get_id(), contatore++}; });
   imposta_thread_hardware(0);
-  return visite;
-}
-
-// Chunks as (thread, first index, last index), in index order.
-std::vector<std::vector<uint64_t>> per_thread(const std::vector<Visita>& v) {
-  std::map<std::thread::id, std::vector<uint64_t>> m;
-  for (const auto& x : v) m[x.thread].push_back(x.indice);
-  std::vector<std::vector<uint64_t>> out;
-  for (auto& [id, indici] : m) out.push_back(indici);
-  std::sort(out.begin(), out.end());
-  return out;
-}
-
-void ogni_indice_una_volta(const std::vector<Visita>& v, uint64_t count) {
-  std::vector<int> visto(count, 0);
-  for (const auto& x : v) ++visto.at(x.indice);
-  for (uint64_t i = 0; i < count; ++i) ASSERT_EQ(visto[i], 1) << "index " << i;
+  return v;
 }
 
 TEST(ParallelFor, SerialPathsRunInOrderOnTheCallingThread) {
   for (auto [hc, count] : {std::pair<unsigned, uint64_t>{64, 15}, {1, 16}, {1, 1000}, {8, 0}}) {
-    const auto v = esegui(hc, count, 1);
-    ASSERT_EQ(v.size(), count);
+    const auto v = esegui(hc, count);
     for (uint64_t i = 0; i < count; ++i) {
-      EXPECT_EQ(v[i].indice, i);
+      EXPECT_EQ(v[i].ordine, i);
       EXPECT_EQ(v[i].thread, std::this_thread::get_id());
     }
   }
 }
 
-TEST(ParallelFor, SixteenItemsOnSixtyFourThreadsGiveSixteenThreads) {
-  const auto v = esegui(64, 16, 16);
-  ogni_indice_una_volta(v, 16);
-  const auto chunks = per_thread(v);
-  ASSERT_EQ(chunks.size(), 16u);
-  for (const auto& c : chunks) EXPECT_EQ(c.size(), 1u);
-  for (const auto& x : v) EXPECT_NE(x.thread, std::this_thread::get_id());
-}
-
-TEST(ParallelFor, ChunksAreContiguousRoundedUpAndAscending) {
-  // 100 items on 8 threads: chunk 13, the last thread gets 91..99.
-  auto v = esegui(8, 100, 8);
-  ogni_indice_una_volta(v, 100);
-  auto chunks = per_thread(v);
-  ASSERT_EQ(chunks.size(), 8u);
-  for (size_t i = 0; i < chunks.size(); ++i) {
-    const auto& c = chunks[i];
-    const uint64_t inizio = i * 13, fine = std::min<uint64_t>(inizio + 13, 100);
-    ASSERT_EQ(c.size(), fine - inizio);
-    for (size_t k = 0; k < c.size(); ++k) EXPECT_EQ(c[k], inizio + k);
+TEST(ParallelFor, ItemsSplitIntoContiguousChunksRoundedUp) {
+  const struct {
+    uint64_t count, hc, passo, blocchi;
+  } casi[] = {{16, 64, 1, 16}, {100, 8, 13, 8}, {17, 16, 2, 9}, {15, 64, 0, 0}, {16, 1, 0, 0}, {0, 8, 0, 0},
+              {2160, 2, 1080, 2}, {6561, 32, 206, 32}};
+  for (const auto& c : casi) {
+    const varno::Suddivisione s = suddividi(c.count, c.hc);
+    EXPECT_EQ(s.passo, c.passo) << c.count << " on " << c.hc;
+    EXPECT_EQ(s.blocchi, c.blocchi) << c.count << " on " << c.hc;
   }
-  // 17 items on 16 threads: chunk 2, so only 9 threads start, the last with one item.
-  v = esegui(16, 17, 9);
-  ogni_indice_una_volta(v, 17);
-  chunks = per_thread(v);
-  ASSERT_EQ(chunks.size(), 9u);
-  EXPECT_EQ(chunks.back(), std::vector<uint64_t>{16});
 }
 
-TEST(ParallelFor, AWorkerErrorReachesTheCallerAfterEveryThreadIsJoined) {
-  imposta_thread_hardware(4);
+// Each chunk runs whole on one pool thread, in ascending order; the caller
+// runs none of them.
+TEST(ParallelFor, EachChunkRunsInOrderOnOnePoolThread) {
+  for (auto [hc, count] : {std::pair<unsigned, uint64_t>{8, 100}, {16, 17}, {3, 1000}}) {
+    const auto v = esegui(hc, count);
+    const varno::Suddivisione s = suddividi(count, hc);
+    for (uint64_t b = 0; b < s.blocchi; ++b) {
+      const uint64_t inizio = b * s.passo, fine = std::min(inizio + s.passo, count);
+      for (uint64_t i = inizio; i < fine; ++i) {
+        ASSERT_NE(v[i].thread, std::this_thread::get_id()) << i;
+        if (i > inizio) {
+          ASSERT_EQ(v[i].thread, v[inizio].thread) << "chunk " << b << " index " << i;
+          ASSERT_GT(v[i].ordine, v[i - 1].ordine) << "chunk " << b << " index " << i;
+        }
+      }
+    }
+  }
+}
+
+// Several callers at once, each asking for more threads than there are: the
+// work runs on one set of threads, started once, never more of them busy
+// than the hardware has.
+TEST(ParallelFor, CallersAtOnceShareOnePoolNoBusierThanTheHardware) {
+  const unsigned hw = std::max(1u, std::thread::hardware_concurrency());
+  imposta_thread_hardware(16);
   std::mutex m;
-  int finiti = 0;
+  std::set<std::thread::id> fili;
+  std::atomic<int> occupati{0}, picco{0};
+  auto lavoro = [&] {
+    for (int giro = 0; giro < 30; ++giro)
+      parallel_for(64, [&](uint64_t) {
+        const int ora = ++occupati;
+        int p = picco.load();
+        while (ora > p && !picco.compare_exchange_weak(p, ora)) {
+        }
+        {
+          std::lock_guard<std::mutex> lk(m);
+          fili.insert(std::this_thread::get_id());
+        }
+        std::this_thread::sleep_for(std::chrono::microseconds(20));
+        --occupati;
+      });
+  };
+  std::vector<std::thread> chiamanti;
+  for (int i = 0; i < 4; ++i) chiamanti.emplace_back(lavoro);
+  for (auto& t : chiamanti) t.join();
+  imposta_thread_hardware(0);
+  EXPECT_LE(fili.size(), hw);
+  EXPECT_LE(picco.load(), static_cast<int>(hw));
+}
+
+TEST(ParallelFor, ABodyThatCallsParallelForRunsTheInnerCallInline) {
+  imposta_thread_hardware(4);
+  std::vector<int> visto(64 * 20, 0);
+  std::atomic<int> fuori_dal_filo{0};
+  parallel_for(64, [&](uint64_t i) {
+    const std::thread::id io = std::this_thread::get_id();
+    parallel_for(20, [&](uint64_t k) {
+      if (std::this_thread::get_id() != io) ++fuori_dal_filo;
+      ++visto[i * 20 + k];
+    });
+  });
+  imposta_thread_hardware(0);
+  EXPECT_EQ(fuori_dal_filo.load(), 0);
+  EXPECT_EQ(std::count(visto.begin(), visto.end(), 1), 64 * 20);
+}
+
+TEST(ParallelFor, AWorkerErrorReachesTheCallerAfterEveryChunkHasFinished) {
+  imposta_thread_hardware(4);
+  std::atomic<int> finiti{0};
   EXPECT_THROW(parallel_for(64, [&](uint64_t i) {
                  if (i == 17) throw std::runtime_error("boom");
                  std::this_thread::sleep_for(std::chrono::microseconds(200));
-                 std::lock_guard<std::mutex> lk(m);
                  ++finiti;
                }),
                std::runtime_error);
+  // The other three chunks ran to their end before the error came back.
+  EXPECT_GE(finiti.load(), 48);
+  // And the pool is whole afterwards.
+  std::atomic<int> dopo{0};
+  parallel_for(64, [&](uint64_t) { ++dopo; });
   imposta_thread_hardware(0);
-  // The other chunks ran to their end before the error came back.
-  std::lock_guard<std::mutex> lk(m);
-  EXPECT_GE(finiti, 48);
+  EXPECT_EQ(dopo.load(), 64);
 }
 
 }  // namespace

@@ -115,6 +115,9 @@ PluginState::~PluginState() {
     std::lock_guard<std::mutex> lock(host->mutex);
     host->plugin = nullptr;
   }
+  // Only on request: by default the code and statics must outlive any pointer
+  // to them that we or the plug-in still hold.
+  if (options.close_library && dl) dlclose(dl);
 }
 
 void PluginState::record(Call::Kind kind, std::string text, std::string target, OfxStatus st) {
@@ -188,8 +191,8 @@ Plugin Host::open(const std::string& path, const HostOptions& options, const std
     const char* why = dlerror();
     throw Error(binary + ": cannot be loaded: " + (why ? why : "unknown reason"));
   }
-  // The library is never closed: the plug-in's code and statics must outlive
-  // every pointer to them that we or the plug-in still hold.
+  // The library stays open unless HostOptions::close_library asks otherwise:
+  // the plug-in's code and statics must outlive every pointer to them.
   auto count = reinterpret_cast<int (*)()>(dlsym(dl, "OfxGetNumberOfPlugins"));
   auto get = reinterpret_cast<OfxPlugin* (*)(int)>(dlsym(dl, "OfxGetPlugin"));
   if (!count || !get)

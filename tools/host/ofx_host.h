@@ -173,6 +173,7 @@ struct HostOptions {
   std::set<std::string> missing_suites;   // fetchSuite returns null for these names
   bool record_calls = true;
   bool send_instance_changed = true;      // after the plug-in sets a value, as hosts do
+  bool close_library = false;             // dlclose the binary once the plug-in is released
 };
 
 // Failure injection on an instance, by clip or parameter name.

@@ -1,0 +1,83 @@
+// Working buffers kept from frame to frame: a second frame of a size takes no
+// fresh whole-frame memory, and renders at once never share a buffer.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+#include <thread>
+#include <vector>
+
+#include "host/entry.h"
+#include "ofx_host.h"
+#include "render/scorta.h"
+
+// Every allocation of a megabyte or more made by this process, counted.
+namespace {
+std::atomic<uint64_t> g_grandi{0};
+}
+void* operator new(size_t n) {
+  if (n >= (size_t{1} << 20)) ++g_grandi;
+  if (void* p = std::malloc(n ? n : 1)) return p;
+  throw std::bad_alloc();
+}
+void operator delete(void* p) noexcept { std::free(p); }
+void operator delete(void* p, size_t) noexcept { std::free(p); }
+
+namespace {
+
+using namespace varno;
+
+TEST(Scorta, ABufferGivenBackIsLentAgainAndOneStillHeldIsNot) {
+  const size_t n = 3 * 1000 * 700;
+  float* primo = nullptr;
+  {
+    Prestito a(n);
+    ASSERT_EQ(a->size(), n);
+    primo = a.data();
+    for (float& v : *a) v = 1.0f;
+  }
+  const uint64_t prima = scorta_allocazioni();
+  {
+    Prestito b(n);
+    EXPECT_EQ(b.data(), primo);
+    Prestito c(n);  // b is held: c must be another buffer
+    EXPECT_NE(c.data(), b.data());
+    Prestito d(n / 2);  // a smaller one may come from a larger buffer
+    EXPECT_EQ(d->size(), n / 2);
+  }
+  EXPECT_EQ(scorta_allocazioni(), prima + 2);
+  {
+    // Smallest fit first: the half-size request is served without touching
+    // the buffers a full frame needs.
+    Prestito e(n), f(n), g(n / 2);
+    EXPECT_EQ(scorta_allocazioni(), prima + 2);
+  }
+}
+
+struct Banco {
+  ofxhost::Plugin p = [] {
+    ofxhost::HostOptions o;
+    o.record_calls = false;
+    ofxhost::Plugin q = ofxhost::Host::adopt(descrittore_plugin(), o);
+    q.set_host();
+    q.load();
+    q.describe();
+    return q;
+  }();
+};
+
+TEST(Scorta, ASecondFrameOfTheSameSizeTakesNoFreshWholeFrameMemory) {
+  Banco b;
+  ofxhost::Instance inst = b.p.create_instance();
+  for (const char* e : {"halation_on", "bloom_on", "enhance_on", "vignetta_on"}) inst.set(e, 0);
+  const OfxRectI r{0, 0, 700, 500};
+  ofxhost::Image src(r), dst(r);
+  src.fill(0.4f, 0.5f, 0.6f, 1.0f);
+  ASSERT_EQ(inst.render(0, r, src, dst), kOfxStatOK);
+  const uint64_t dopo_primo = g_grandi.load();
+  ASSERT_EQ(inst.render(1, r, src, dst), kOfxStatOK);
+  EXPECT_EQ(g_grandi.load(), dopo_primo) << "the second frame allocated whole-frame buffers again";
+}
+
+}  // namespace
