@@ -2,7 +2,10 @@
 // table with its key.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <new>
 #include <memory>
 #include <vector>
 
@@ -10,9 +13,30 @@
 
 namespace varno {
 
+// Allocates 64-byte aligned storage with a few zeroed floats past the end, so
+// a vector kernel may load a whole 16-byte group at the last sample.
+template <class T>
+struct ConMargine {
+  using value_type = T;
+  static constexpr size_t kMargine = 16;
+  ConMargine() = default;
+  template <class U>
+  ConMargine(const ConMargine<U>&) {}
+  T* allocate(size_t n) {
+    T* p = static_cast<T*>(::operator new((n + kMargine) * sizeof(T), std::align_val_t{64}));
+    std::memset(static_cast<void*>(p + n), 0, kMargine * sizeof(T));
+    return p;
+  }
+  void deallocate(T* p, size_t) { ::operator delete(p, std::align_val_t{64}); }
+  template <class U>
+  bool operator==(const ConMargine<U>&) const { return true; }
+  template <class U>
+  bool operator!=(const ConMargine<U>&) const { return false; }
+};
+
 struct Lut3D {
   int32_t N = 0;
-  std::vector<float> dati;  // blue slowest, then green, red, channel
+  std::vector<float, ConMargine<float>> dati;  // blue slowest, then green, red, channel
 
   void costruisci(const Contesto& contesto, int n);
 };

@@ -28,6 +28,10 @@ constexpr int64_t kPixelMassimi = int64_t{1} << 28;
 // as transparent black.
 void passata_colore(const VistaImmagine& src, const OfxRectI& finestra, const Lut3D& lut, Immagine& immagine,
                     Piano& alfa);
+// Grades the window straight into the output where it lies inside the
+// output's bounds, when no effect runs: the same bits as passata_colore then
+// passata_scrittura.
+void passata_diretta(const VistaImmagine& src, const VistaImmagine& out, const OfxRectI& finestra, const Lut3D& lut);
 // Copies immagine and alfa into the window of the output, where it lies inside
 // the output's bounds; nothing else of the output is touched.
 void passata_scrittura(const VistaImmagine& out, const OfxRectI& finestra, const Immagine& immagine,

@@ -1,0 +1,145 @@
+// The sampler, two pixels per AVX2 register: each 128-bit half holds one
+// pixel's r, g, b (and alpha, unused), each lane doing the one-pixel rule's
+// operations in its order.
+#include <immintrin.h>
+
+#include "render/campionatore.h"
+#include "render/cpu.h"
+
+namespace varno::interno {
+
+namespace {
+
+struct Costanti {
+  __m256 f, passi_f;
+  __m256i ultimo, passi_i;
+};
+
+VARNO_AVX2 __attribute__((always_inline)) inline Costanti costanti(int32_t N) {
+  Costanti k;
+  const int32_t u = N - 1;
+  k.f = _mm256_set1_ps(static_cast<float>(u));
+  k.ultimo = _mm256_set1_epi32(u);
+  k.passi_i = _mm256_setr_epi32(3, 3 * N, 3 * N * N, 0, 3, 3 * N, 3 * N * N, 0);
+  k.passi_f = _mm256_cvtepi32_ps(k.passi_i);
+  return k;
+}
+
+VARNO_AVX2 __attribute__((always_inline)) inline __m256 due_angoli(const float* a, const float* b) {
+  return _mm256_insertf128_ps(_mm256_castps128_ps256(_mm_loadu_ps(a)), _mm_loadu_ps(b), 1);
+}
+
+VARNO_AVX2 __attribute__((always_inline)) inline __m256 lerp(__m256 a, __m256 ua, __m256 b, __m256 tb) {
+  return _mm256_add_ps(_mm256_mul_ps(a, ua), _mm256_mul_ps(b, tb));
+}
+
+// The graded r, g, b of the two pixels in v, in lanes 0-2 and 4-6.
+VARNO_AVX2 __attribute__((always_inline)) inline __m256 due_pixel(const float* S, __m256 v, const Costanti& k) {
+  const __m256 zero = _mm256_setzero_ps(), uno = _mm256_set1_ps(1.0f);
+  const __m256 dentro = _mm256_and_ps(_mm256_cmp_ps(v, zero, _CMP_GT_OQ), _mm256_cmp_ps(v, uno, _CMP_LT_OQ));
+  const __m256 sopra = _mm256_cmp_ps(v, uno, _CMP_GE_OQ);
+  const __m256 p = _mm256_or_ps(_mm256_and_ps(dentro, _mm256_mul_ps(v, k.f)), _mm256_and_ps(sopra, k.f));
+  const __m256i i0 = _mm256_cvttps_epi32(p);
+  const __m256 t = _mm256_sub_ps(p, _mm256_cvtepi32_ps(i0));
+  const __m256i i1 = _mm256_min_epi32(_mm256_add_epi32(i0, _mm256_set1_epi32(1)), k.ultimo);
+  alignas(32) int32_t base[8], passo[8];
+  _mm256_store_si256(reinterpret_cast<__m256i*>(base), _mm256_mullo_epi32(i0, k.passi_i));
+  _mm256_store_si256(reinterpret_cast<__m256i*>(passo), _mm256_and_si256(_mm256_cmpgt_epi32(i1, i0), k.passi_i));
+  const float* a = S + (static_cast<int64_t>(base[0]) + base[1] + base[2]);
+  const float* b = S + (static_cast<int64_t>(base[4]) + base[5] + base[6]);
+  const int64_t ar = passo[0], ag = passo[1], ab = passo[2];
+  const int64_t br = passo[4], bg = passo[5], bb = passo[6];
+  const __m256 u = _mm256_sub_ps(uno, t);
+  const __m256 tr = _mm256_shuffle_ps(t, t, 0x00), ur = _mm256_shuffle_ps(u, u, 0x00);
+  const __m256 tg = _mm256_shuffle_ps(t, t, 0x55), ug = _mm256_shuffle_ps(u, u, 0x55);
+  const __m256 tb = _mm256_shuffle_ps(t, t, 0xAA), ub = _mm256_shuffle_ps(u, u, 0xAA);
+  const __m256 c00 = lerp(due_angoli(a, b), ur, due_angoli(a + ar, b + br), tr);
+  const __m256 c10 = lerp(due_angoli(a + ag, b + bg), ur, due_angoli(a + ag + ar, b + bg + br), tr);
+  const __m256 c01 = lerp(due_angoli(a + ab, b + bb), ur, due_angoli(a + ab + ar, b + bb + br), tr);
+  const __m256 c11 = lerp(due_angoli(a + ab + ag, b + bb + bg), ur, due_angoli(a + ab + ag + ar, b + bb + bg + br), tr);
+  const __m256 c0 = lerp(c00, ug, c10, tg);
+  const __m256 c1 = lerp(c01, ug, c11, tg);
+  return lerp(c0, ub, c1, tb);
+}
+
+// The eight corners of each cell, as offsets from its first sample: a whole
+// step along each axis, which is what every pixel has unless one of its
+// channels sits on the table's last point.
+struct Angoli {
+  int64_t g, b, gb;  // green, blue, both (red is 3 on top of each)
+};
+
+// As due_pixel, for two pixels whose cells all have whole steps; false (and
+// nothing done) otherwise, for due_pixel to take them.
+VARNO_AVX2 __attribute__((always_inline)) inline bool due_pixel_interni(const float* S, __m256 v, const Costanti& k,
+                                                                         const Angoli& an, __m256& esito) {
+  const __m256 zero = _mm256_setzero_ps(), uno = _mm256_set1_ps(1.0f);
+  const __m256 dentro = _mm256_and_ps(_mm256_cmp_ps(v, zero, _CMP_GT_OQ), _mm256_cmp_ps(v, uno, _CMP_LT_OQ));
+  const __m256 sopra = _mm256_cmp_ps(v, uno, _CMP_GE_OQ);
+  const __m256 p = _mm256_or_ps(_mm256_and_ps(dentro, _mm256_mul_ps(v, k.f)), _mm256_and_ps(sopra, k.f));
+  const __m256i i0 = _mm256_cvttps_epi32(p);
+  // Every r, g, b below the last point: whole steps everywhere.
+  const __m256i basso = _mm256_cmpgt_epi32(k.ultimo, i0);
+  if ((_mm256_movemask_ps(_mm256_castsi256_ps(basso)) & 0x77) != 0x77) return false;
+  const __m256 t = _mm256_sub_ps(p, _mm256_cvtepi32_ps(i0));
+  // The first sample of each cell: r0 * 3 + g0 * 3N + b0 * 3N^2, summed across lanes.
+  __m256i o = _mm256_mullo_epi32(i0, k.passi_i);
+  o = _mm256_add_epi32(o, _mm256_shuffle_epi32(o, _MM_SHUFFLE(2, 3, 0, 1)));
+  o = _mm256_add_epi32(o, _mm256_shuffle_epi32(o, _MM_SHUFFLE(1, 0, 3, 2)));
+  const float* a = S + static_cast<uint32_t>(_mm256_cvtsi256_si32(o));
+  const float* b = S + static_cast<uint32_t>(_mm_cvtsi128_si32(_mm256_extracti128_si256(o, 1)));
+  const __m256 u = _mm256_sub_ps(uno, t);
+  const __m256 tr = _mm256_shuffle_ps(t, t, 0x00), ur = _mm256_shuffle_ps(u, u, 0x00);
+  const __m256 tg = _mm256_shuffle_ps(t, t, 0x55), ug = _mm256_shuffle_ps(u, u, 0x55);
+  const __m256 tb = _mm256_shuffle_ps(t, t, 0xAA), ub = _mm256_shuffle_ps(u, u, 0xAA);
+  const __m256 c00 = lerp(due_angoli(a, b), ur, due_angoli(a + 3, b + 3), tr);
+  const __m256 c10 = lerp(due_angoli(a + an.g, b + an.g), ur, due_angoli(a + an.g + 3, b + an.g + 3), tr);
+  const __m256 c01 = lerp(due_angoli(a + an.b, b + an.b), ur, due_angoli(a + an.b + 3, b + an.b + 3), tr);
+  const __m256 c11 = lerp(due_angoli(a + an.gb, b + an.gb), ur, due_angoli(a + an.gb + 3, b + an.gb + 3), tr);
+  const __m256 c0 = lerp(c00, ug, c10, tg);
+  const __m256 c1 = lerp(c01, ug, c11, tg);
+  esito = lerp(c0, ub, c1, tb);
+  return true;
+}
+
+inline Angoli angoli(int32_t N) {
+  const int64_t g = 3 * static_cast<int64_t>(N), b = g * N;
+  return {g, b, g + b};
+}
+
+}  // namespace
+
+VARNO_AVX2 void campiona_riga_avx2(const Lut3D& lut, const float* s, int64_t n, float* rgb, float* alfa) {
+  const Costanti k = costanti(lut.N);
+  const Angoli an = angoli(lut.N);
+  const float* S = lut.dati.data();
+  int64_t i = 0;
+  // Pairs while a whole 4-float store of the second pixel stays in the row.
+  for (; i + 2 < n; i += 2) {
+    const __m256 v = _mm256_loadu_ps(s + 4 * i);
+    __m256 r;
+    if (!due_pixel_interni(S, v, k, an, r)) r = due_pixel(S, v, k);
+    _mm_storeu_ps(rgb + 3 * i, _mm256_castps256_ps128(r));
+    _mm_storeu_ps(rgb + 3 * i + 3, _mm256_extractf128_ps(r, 1));
+    const __m256 a = _mm256_shuffle_ps(v, v, 0xFF);
+    _mm_store_ss(alfa + i, _mm256_castps256_ps128(a));
+    _mm_store_ss(alfa + i + 1, _mm256_extractf128_ps(a, 1));
+  }
+  campiona_riga_sse2(lut, s + 4 * i, n - i, rgb + 3 * i, alfa + i);
+}
+
+VARNO_AVX2 void campiona_riga_rgba_avx2(const Lut3D& lut, const float* s, int64_t n, float* rgba) {
+  const Costanti k = costanti(lut.N);
+  const Angoli an = angoli(lut.N);
+  const float* S = lut.dati.data();
+  int64_t i = 0;
+  for (; i + 2 <= n; i += 2) {
+    const __m256 v = _mm256_loadu_ps(s + 4 * i);
+    __m256 r;
+    if (!due_pixel_interni(S, v, k, an, r)) r = due_pixel(S, v, k);
+    _mm256_storeu_ps(rgba + 4 * i, _mm256_blend_ps(r, v, 0x88));
+  }
+  campiona_riga_rgba_sse2(lut, s + 4 * i, n - i, rgba + 4 * i);
+}
+
+}  // namespace varno::interno

@@ -1,0 +1,135 @@
+// The table's sampler: every vector variant this processor has gives exactly
+// the bits of the one-pixel rule, and grading straight into the output gives
+// exactly what grading into the working image and copying it out gives.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <random>
+#include <vector>
+
+#include "render/campionatore.h"
+#include "render/cpu.h"
+#include "render/render.h"
+
+namespace {
+
+using namespace varno;
+
+// Random samples, with some of the values a table should never hold but a
+// sampler must still carry exactly: negative zero, huge, tiny.
+Lut3D tabella(uint32_t seme) {
+  Lut3D t;
+  t.N = 81;
+  t.dati.resize(81u * 81u * 81u * 3u);
+  std::mt19937 g(seme);
+  std::uniform_real_distribution<float> d(-0.5f, 1.5f);
+  for (auto& v : t.dati) v = d(g);
+  for (size_t i = 0; i < t.dati.size(); i += 97) t.dati[i] = -0.0f;
+  for (size_t i = 5; i < t.dati.size(); i += 1013) t.dati[i] = 3e38f;
+  for (size_t i = 7; i < t.dati.size(); i += 1019) t.dati[i] = 1e-42f;
+  return t;
+}
+
+// Source pixels: mostly inside 0..1, with every kind of edge value among them.
+std::vector<float> sorgente(size_t pixel, uint32_t seme) {
+  const float speciali[] = {0.0f, -0.0f, 1.0f, 0.99999994f, 1.0000001f, 0.5f, 0.0125f, -0.2f, 1.5f,
+                            std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
+                            -std::numeric_limits<float>::infinity(), 1e-40f, 1e30f};
+  std::mt19937 g(seme);
+  std::uniform_real_distribution<float> d(0.0f, 1.0f);
+  std::vector<float> v(pixel * 4);
+  for (size_t i = 0; i < v.size(); ++i) {
+    const float x = d(g);
+    v[i] = x < 0.12f ? speciali[static_cast<size_t>(x * 1000) % (sizeof speciali / sizeof speciali[0])] : d(g);
+  }
+  return v;
+}
+
+bool stessi_bit(const float* a, const float* b, size_t n) { return std::memcmp(a, b, n * sizeof(float)) == 0; }
+
+TEST(Campionatore, EveryVariantGivesTheBitsOfTheOnePixelRule) {
+  const Lut3D t = tabella(3);
+  // Rows that are all inside the table's cells, rows with pixels on its last
+  // point, at every length up to a few vector widths.
+  for (int caso = 0; caso < 2; ++caso) {
+    const std::vector<float> s = caso == 0 ? sorgente(64, 9) : [] {
+      std::vector<float> v = sorgente(64, 10);
+      for (size_t i = 0; i < v.size(); ++i)
+        if (v[i] != v[i] || v[i] >= 1.0f || v[i] <= 0.0f) v[i] = 0.37f;  // only whole cells
+      return v;
+    }();
+    std::vector<float> attesi(64 * 3);
+    for (size_t i = 0; i < 64; ++i) campiona_pixel(t, &s[i * 4], &attesi[i * 3]);
+    for (int isa = 0; isa <= static_cast<int>(isa_disponibile()); ++isa) {
+      limita_isa(static_cast<Isa>(isa));
+      SCOPED_TRACE(nome_isa(static_cast<Isa>(isa)));
+      for (int64_t n = 0; n <= 37; ++n) {
+        // Guards around the output show a store past the row's end.
+        std::vector<float> rgb(n * 3 + 8, -9.0f), alfa(n + 8, -9.0f), rgba(n * 4 + 8, -9.0f);
+        campiona_riga(t, s.data(), n, rgb.data() + 4, alfa.data() + 4);
+        campiona_riga_rgba(t, s.data(), n, rgba.data() + 4);
+        ASSERT_TRUE(stessi_bit(rgb.data() + 4, attesi.data(), static_cast<size_t>(n) * 3)) << "n " << n;
+        for (int64_t i = 0; i < n; ++i) {
+          ASSERT_TRUE(stessi_bit(&alfa[4 + i], &s[i * 4 + 3], 1)) << "alpha " << i;
+          ASSERT_TRUE(stessi_bit(&rgba[4 + i * 4], &attesi[i * 3], 3)) << "n " << n << " pixel " << i;
+          ASSERT_TRUE(stessi_bit(&rgba[4 + i * 4 + 3], &s[i * 4 + 3], 1)) << "n " << n << " alpha " << i;
+        }
+        for (int k = 0; k < 4; ++k) {
+          ASSERT_EQ(rgb[k], -9.0f);
+          ASSERT_EQ(rgb[4 + n * 3 + k], -9.0f) << "n " << n;
+          ASSERT_EQ(alfa[4 + n + k], -9.0f) << "n " << n;
+          ASSERT_EQ(rgba[4 + n * 4 + k], -9.0f) << "n " << n;
+        }
+      }
+    }
+    limita_isa(Isa::avx512);
+  }
+}
+
+// A host image: bounds, rows top-down or bottom-up, filled with a value.
+struct Immagine4 {
+  OfxRectI b;
+  bool capovolta;
+  std::vector<float> mem;
+  Immagine4(OfxRectI bb, bool cap, float v) : b(bb), capovolta(cap), mem(static_cast<size_t>((b.x2 - b.x1) * (b.y2 - b.y1) * 4), v) {}
+  VistaImmagine vista() {
+    const int64_t w = b.x2 - b.x1, h = b.y2 - b.y1;
+    VistaImmagine v;
+    v.bounds = b;
+    v.row_bytes = (capovolta ? -16 : 16) * w;
+    v.dati = reinterpret_cast<char*>(mem.data() + (capovolta ? (h - 1) * w * 4 : 0));
+    return v;
+  }
+};
+
+TEST(PassataDiretta, GivesTheBitsOfGradingThenWritingForAnyWindowAndBounds) {
+  const Lut3D t = tabella(5);
+  const struct {
+    OfxRectI finestra, sorgente, uscita;
+    bool capovolta;
+  } casi[] = {
+      {{0, 0, 37, 19}, {0, 0, 37, 19}, {0, 0, 37, 19}, false},
+      {{-6, -3, 30, 20}, {-2, 0, 25, 18}, {-8, -5, 40, 22}, true},   // source short on every side
+      {{0, 0, 40, 20}, {-5, -5, 45, 25}, {3, 2, 33, 17}, false},     // output short on every side
+      {{10, 10, 30, 26}, {40, 40, 60, 60}, {0, 0, 50, 50}, true},    // no source at all in the window
+      {{0, 0, 21, 17}, {0, 5, 21, 9}, {0, 0, 21, 17}, false},        // source only on a few rows
+  };
+  for (const auto& c : casi) {
+    Immagine4 src(c.sorgente, c.capovolta, 0.0f);
+    const std::vector<float> s = sorgente(src.mem.size() / 4, 11);
+    src.mem = s;
+    Immagine4 a(c.uscita, !c.capovolta, -7.0f), b(c.uscita, !c.capovolta, -7.0f);
+    const int64_t W = c.finestra.x2 - c.finestra.x1, H = c.finestra.y2 - c.finestra.y1;
+    Immagine img(static_cast<size_t>(W * H * 3));
+    Piano alfa(static_cast<size_t>(W * H));
+    passata_colore(src.vista(), c.finestra, t, img, alfa);
+    passata_scrittura(a.vista(), c.finestra, img, alfa);
+    passata_diretta(src.vista(), b.vista(), c.finestra, t);
+    EXPECT_TRUE(stessi_bit(a.mem.data(), b.mem.data(), a.mem.size()))
+        << c.finestra.x1 << "," << c.finestra.y1 << " " << c.finestra.x2 << "," << c.finestra.y2;
+  }
+}
+
+}  // namespace
