@@ -163,10 +163,13 @@ RGB grado(RGB lin, const LookDef& look, const Curva& curva) {
 
 }  // namespace
 
-RGB esposizione(RGB dec, const Contesto& ctx) {
+float guadagno_esposizione(const Contesto& ctx) { return powf(2.0f, ctx.ev); }
+
+RGB esposizione(RGB dec, const Contesto& ctx) { return esposizione(dec, guadagno_esposizione(ctx), ctx); }
+
+RGB esposizione(RGB dec, float e, const Contesto& ctx) {
   // Exposure and white balance are gains on linear light; what the matrix pushed below
   // zero dies here. Not a number passes on to the clamps of the tone curve.
-  const float e = powf(2.0f, ctx.ev);
   RGB lin{(e * dec.r) * ctx.guadagno.r, (e * dec.g) * ctx.guadagno.g,
           (e * dec.b) * ctx.guadagno.b};
   if (lin.r < 0.0f) lin.r = 0.0f;

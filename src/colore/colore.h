@@ -40,6 +40,9 @@ RGB tonemap_ratio(RGB c, const Curva& k, float miscela);
 RGB applica_colore(RGB codice, const Contesto& ctx);
 // Exposure and white balance on decoded linear light, negatives cut to 0.
 RGB esposizione(RGB decodificato, const Contesto& ctx);
+// The same with the exposure's gain, 2^ev, worked out once by the caller.
+RGB esposizione(RGB decodificato, float guadagno, const Contesto& ctx);
+float guadagno_esposizione(const Contesto& ctx);
 // The rest of the grade, from exposed linear light.
 RGB applica_colore_lineare(RGB lin, const Contesto& ctx);
 

@@ -138,13 +138,20 @@ RGB per_matrice(const float* m, float r, float g, float b) {
 
 }  // namespace
 
+float linearizza(float codice, int32_t profilo) {
+  if (profilo <= 0) return slog3_analitica(codice);
+  return campiona(PROFILI[profilo < kNumeroProfili ? profilo : kNumeroProfili - 1].curva, codice);
+}
+
+RGB a_rec709(RGB lineare, int32_t profilo) {
+  const float* m =
+      profilo <= 0 ? kMatriceSLog3Cine : PROFILI[profilo < kNumeroProfili ? profilo : kNumeroProfili - 1].matrice;
+  return per_matrice(m, lineare.r, lineare.g, lineare.b);
+}
+
 RGB decodifica(RGB codice, int32_t profilo) {
-  if (profilo <= 0)
-    return per_matrice(kMatriceSLog3Cine, slog3_analitica(codice.r), slog3_analitica(codice.g),
-                       slog3_analitica(codice.b));
-  const ProfiloCamera& p = PROFILI[profilo < kNumeroProfili ? profilo : kNumeroProfili - 1];
-  return per_matrice(p.matrice, campiona(p.curva, codice.r), campiona(p.curva, codice.g),
-                     campiona(p.curva, codice.b));
+  return a_rec709(RGB{linearizza(codice.r, profilo), linearizza(codice.g, profilo), linearizza(codice.b, profilo)},
+                  profilo);
 }
 
 int32_t risolvi_profilo(int32_t formato, int32_t cs_sony3, int32_t cs_sony2, int32_t cs_canon,

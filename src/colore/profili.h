@@ -19,8 +19,13 @@ struct ProfiloCamera {
 
 extern const ProfiloCamera PROFILI[kNumeroProfili];
 
-// Decodes a code value through row `profilo` (row 0 analytically) to linear Rec.709.
+// Decodes a code value through row `profilo` (row 0 analytically) to linear
+// Rec.709: each channel through the curve, then the three through the matrix.
 RGB decodifica(RGB codice, int32_t profilo);
+// The curve alone, for one channel.
+float linearizza(float codice, int32_t profilo);
+// The matrix alone, from the camera's linear RGB.
+RGB a_rec709(RGB lineare, int32_t profilo);
 
 // Row of PROFILI for a `formato` and its colour-space choices; a format not
 // in the table resolves to formato - 1 (saturating). Not clamped to 0..31.

@@ -19,8 +19,9 @@ inline float mappa(float v, const Curva& k) {
   const float x = v * k.scala;
   float y = grezza(x, k.spalla) / k.norma;
   y = std::max(1e-9f, y) / std::max(1e-9f, k.grigio);
-  // The pivot is the raw grigio, not the floored one.
-  y = powf(y, k.contrasto) * k.grigio;
+  // The pivot is the raw grigio, not the floored one. y is positive and finite
+  // here, and powf(y, 1) is y exactly: the neutral curve needs no call.
+  y = (k.contrasto != 1.0f ? powf(y, k.contrasto) : y) * k.grigio;
   if (k.gamma != 1.0f) y = powf(y >= 0.0f ? y : 0.0f, k.gamma);
   return y;
 }
@@ -57,6 +58,9 @@ RGB tonemap_ratio(RGB c, const Curva& k, float miscela) {
   const float qr = limita01((c.r * m) / lc);
   const float qg = limita01((c.g * m) / lc);
   const float qb = limita01((c.b * m) / lc);
+  // Both results are in 0..1, never -0: at miscela 0 the blend gives q to the
+  // bit (p * 0 is +0), so the per-channel curve need not run.
+  if (miscela == 0.0f) return RGB{qr, qg, qb};
   auto per_canale = [&k](float v) { return limita01(mappa(v >= 0.0f ? v : 0.0f, k)); };
   const float pr = per_canale(c.r);
   const float pg = per_canale(c.g);

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstring>
 #include <new>
+#include <utility>
 #include <memory>
 #include <vector>
 
@@ -14,7 +15,7 @@
 namespace varno {
 
 // Allocates 64-byte aligned storage with a few zeroed floats past the end, so
-// a vector kernel may load a whole 16-byte group at the last sample.
+// a vector kernel may load a whole group of floats at the last sample.
 template <class T>
 struct ConMargine {
   using value_type = T;
@@ -28,6 +29,15 @@ struct ConMargine {
     return p;
   }
   void deallocate(T* p, size_t) { ::operator delete(p, std::align_val_t{64}); }
+  // Growing leaves the new samples unset: the build writes every one of them.
+  template <class U>
+  void construct(U* p) noexcept {
+    ::new (static_cast<void*>(p)) U;
+  }
+  template <class U, class... A>
+  void construct(U* p, A&&... a) {
+    ::new (static_cast<void*>(p)) U(std::forward<A>(a)...);
+  }
   template <class U>
   bool operator==(const ConMargine<U>&) const { return true; }
   template <class U>
@@ -52,9 +62,10 @@ struct ChiaveLut {
   double tinta = -99.0;
 };
 
-// Brings the current table up to date for this key and returns it. Each build
-// is a new immutable table, so a render keeps grading from the one it got while
-// another instance swaps in its own.
+// Brings the current table up to date for this key and returns it: one of the
+// few most recently built if its key matches exactly, else a new build. Each
+// build is a new immutable table, so a render keeps grading from the one it
+// got while another instance swaps in its own.
 std::shared_ptr<const Lut3D> aggiorna_lut(const ChiaveLut& chiave, const Contesto& contesto);
 
 // Number of complete builds so far in this process.

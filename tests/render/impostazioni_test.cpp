@@ -186,6 +186,39 @@ TEST(ChiaveLut, EachFieldOfTheKeyRebuildsOnceAndChangesTheTable) {
   }
 }
 
+// Two instances with different grades taking turns (a split screen) build
+// their tables once; a grade not used for a while is built again.
+TEST(ChiaveLut, GradesTakingTurnsBuildOnlyTheirFirstTables) {
+  ValoriParametri a = predefiniti(), b = predefiniti();
+  a.look = 1, a.ev = 0.0625;
+  b.look = 6, b.ev = 0.0625;
+  const Impostazioni sa = calcola_impostazioni(a), sb = calcola_impostazioni(b);
+  const uint64_t n0 = lut_costruzioni();
+  std::shared_ptr<const Lut3D> ta, tb;
+  for (int giro = 0; giro < 4; ++giro) {
+    ta = aggiorna_lut(sa.chiave, sa.contesto);
+    tb = aggiorna_lut(sb.chiave, sb.contesto);
+  }
+  EXPECT_EQ(lut_costruzioni(), n0 + 2);
+  EXPECT_NE(ta->dati, tb->dati);
+  // Each got its own table back, the same as a fresh build of its grade.
+  Lut3D fresca;
+  fresca.costruisci(sa.contesto, 81);
+  EXPECT_EQ(ta->dati, fresca.dati);
+
+  // Many other grades later, the first one's table is gone and built anew.
+  for (int i = 0; i < 8; ++i) {
+    ValoriParametri c = predefiniti();
+    c.ev = 0.03125 * (i + 1) + 0.001;
+    const Impostazioni sc = calcola_impostazioni(c);
+    aggiorna_lut(sc.chiave, sc.contesto);
+  }
+  const uint64_t n1 = lut_costruzioni();
+  EXPECT_EQ(n1, n0 + 10);
+  aggiorna_lut(sa.chiave, sa.contesto);
+  EXPECT_EQ(lut_costruzioni(), n1 + 1);
+}
+
 TEST(ChiaveLut, NotANumberStrengthRebuildsEveryTime) {
   ValoriParametri v = predefiniti();
   v.forza = std::nan("");
