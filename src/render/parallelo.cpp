@@ -1,5 +1,6 @@
 #include "render/parallelo.h"
 
+#include <algorithm>
 #include <atomic>
 #include <condition_variable>
 #include <deque>
@@ -13,7 +14,9 @@ namespace varno {
 namespace {
 
 std::atomic<unsigned> g_forzato{0};
-thread_local bool t_nel_pool = false;
+// Set once the pool and its list of threads exist. (No thread_local here: a
+// module's dynamic TLS confuses LeakSanitizer's scan on this glibc.)
+std::atomic<bool> g_pool_pronto{false};
 
 // One call of parallel_for: it lives on the caller's stack until its last
 // chunk is done, and the pool's mutex guards every field that changes.
@@ -41,6 +44,8 @@ class Pool {
         break;  // fewer workers; with none at all the caller runs the chunks
       }
     }
+    // The workers wait for work, which only comes after this constructor.
+    for (const std::thread& t : fili_) id_.push_back(t.get_id());
   }
 
   // At unload: let every worker finish its chunk and leave, so no thread is
@@ -55,6 +60,7 @@ class Pool {
   }
 
   bool vuoto() const { return fili_.empty(); }
+  bool mio(std::thread::id id) const { return std::find(id_.begin(), id_.end(), id) != id_.end(); }
 
   void esegui(Lavoro& l) {
     std::unique_lock<std::mutex> lk(m_);
@@ -68,7 +74,6 @@ class Pool {
 
  private:
   void ciclo() {
-    t_nel_pool = true;
     std::unique_lock<std::mutex> lk(m_);
     for (;;) {
       lavoro_.wait(lk, [&] { return stop_ || !coda_.empty(); });
@@ -98,10 +103,12 @@ class Pool {
   std::deque<Lavoro*> coda_;
   bool stop_ = false;
   std::vector<std::thread> fili_;
+  std::vector<std::thread::id> id_;
 };
 
 Pool& pool() {
   static Pool p;
+  g_pool_pronto.store(true, std::memory_order_release);
   return p;
 }
 
@@ -124,7 +131,9 @@ Suddivisione suddividi(uint64_t count, uint64_t hc) {
 
 namespace interno {
 
-bool nel_pool() { return t_nel_pool; }
+bool nel_pool() {
+  return g_pool_pronto.load(std::memory_order_acquire) && pool().mio(std::this_thread::get_id());
+}
 
 void esegui_blocchi(uint64_t count, Suddivisione s, Blocco blocco, void* corpo) {
   Pool& p = pool();
