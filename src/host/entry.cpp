@@ -17,23 +17,25 @@ namespace {
 
 void setHost(OfxHost* host) { gHost = host; }
 
-OfxStatus smista(const char* azione, const void* handle, OfxPropertySetHandle inArgs) {
+OfxStatus smista(const char* azione, const void* handle, OfxPropertySetHandle inArgs, OfxPropertySetHandle outArgs) {
   auto effetto = static_cast<OfxImageEffectHandle>(const_cast<void*>(handle));
   if (std::strcmp(azione, kOfxActionLoad) == 0) return carica();
   // Every other action calls through the suites; a host that skipped or failed
-  // the load gets a failure, not a jump through a null pointer.
+  // the load gets a failure, not a jump through a null pointer. Describe needs
+  // only the image-effect and property suites.
+  if (std::strcmp(azione, kOfxActionDescribe) == 0)
+    return gEff != nullptr && gProp != nullptr ? descrivi(effetto) : kOfxStatFailed;
   if (gEff == nullptr || gProp == nullptr || gParm == nullptr) {
-    const bool conosciuta = std::strcmp(azione, kOfxActionDescribe) == 0 ||
-                            std::strcmp(azione, kOfxImageEffectActionDescribeInContext) == 0 ||
+    const bool conosciuta = std::strcmp(azione, kOfxImageEffectActionDescribeInContext) == 0 ||
                             std::strcmp(azione, kOfxImageEffectActionRender) == 0 ||
+                            std::strcmp(azione, kOfxImageEffectActionGetClipPreferences) == 0 ||
                             std::strcmp(azione, kOfxActionInstanceChanged) == 0 ||
                             std::strcmp(azione, kOfxActionCreateInstance) == 0;
     if (conosciuta) return kOfxStatFailed;
   }
-  if (std::strcmp(azione, kOfxActionDescribe) == 0) return descrivi(effetto);
   if (std::strcmp(azione, kOfxImageEffectActionDescribeInContext) == 0) return descrivi_in_contesto(effetto);
   if (std::strcmp(azione, kOfxImageEffectActionRender) == 0) return render(effetto, inArgs);
-  if (std::strcmp(azione, kOfxImageEffectActionGetClipPreferences) == 0) return kOfxStatReplyDefault;
+  if (std::strcmp(azione, kOfxImageEffectActionGetClipPreferences) == 0) return preferenze_clip(effetto, outArgs);
   if (std::strcmp(azione, kOfxActionInstanceChanged) == 0) {
     istanza_cambiata(effetto, inArgs);
     return kOfxStatOK;
@@ -47,10 +49,11 @@ OfxStatus smista(const char* azione, const void* handle, OfxPropertySetHandle in
 }
 
 // An exception crossing into the host would take the host down with it.
-OfxStatus mainEntry(const char* azione, const void* handle, OfxPropertySetHandle inArgs, OfxPropertySetHandle) {
+OfxStatus mainEntry(const char* azione, const void* handle, OfxPropertySetHandle inArgs,
+                    OfxPropertySetHandle outArgs) {
   if (azione == nullptr) return kOfxStatReplyDefault;
   try {
-    return smista(azione, handle, inArgs);
+    return smista(azione, handle, inArgs, outArgs);
   } catch (const std::bad_alloc&) {
     return kOfxStatErrMemory;
   } catch (...) {
@@ -87,7 +90,29 @@ OfxStatus descrivi(OfxImageEffectHandle handle) {
   gProp->propSetString(p, kOfxImageEffectPluginRenderThreadSafety, 0, kOfxImageEffectRenderInstanceSafe);
   // The plug-in threads a frame itself: a host must not split one over its threads.
   gProp->propSetInt(p, kOfxImageEffectPluginPropHostFrameThreading, 0, 0);
+  // The grain switch and amount decide whether a frame varies with time.
+  gProp->propSetString(p, kOfxImageEffectPropClipPreferencesSlaveParam, 0, "grana_on");
+  gProp->propSetString(p, kOfxImageEffectPropClipPreferencesSlaveParam, 1, "grana");
   return kOfxStatOK;
+}
+
+OfxStatus preferenze_clip(OfxImageEffectHandle handle, OfxPropertySetHandle outArgs) {
+  OfxParamSetHandle set = nullptr;
+  gEff->getParamSet(handle, &set);
+  auto valore = [&](const char* nome, auto& v) {
+    OfxParamHandle h = nullptr;
+    if (gParm->paramGetHandle(set, nome, &h, nullptr) == kOfxStatOK && h != nullptr) gParm->paramGetValue(h, &v);
+  };
+  int acceso = 0;
+  double quanto = 0.0;
+  valore("grana_on", acceso);
+  if (acceso != 0) valore("grana", quanto);
+  // Grain changes with every frame: a host must not reuse a frame of a still source.
+  if (acceso != 0 && quanto > 0.0) {
+    gProp->propSetInt(outArgs, kOfxImageEffectFrameVarying, 0, 1);
+    return kOfxStatOK;
+  }
+  return kOfxStatReplyDefault;
 }
 
 OfxStatus descrivi_in_contesto(OfxImageEffectHandle handle) {

@@ -15,6 +15,8 @@ extern const OfxParameterSuiteV1* gParm;
 OfxStatus carica();
 OfxStatus descrivi(OfxImageEffectHandle handle);
 OfxStatus descrivi_in_contesto(OfxImageEffectHandle handle);
+// Clip preferences: frame-varying while grain is on, otherwise the host's defaults.
+OfxStatus preferenze_clip(OfxImageEffectHandle handle, OfxPropertySetHandle outArgs);
 void definisci_parametri(OfxParamSetHandle set);
 void istanza_cambiata(OfxImageEffectHandle handle, OfxPropertySetHandle inArgs);
 void aggiorna_tendina_colorspace(OfxImageEffectHandle handle);

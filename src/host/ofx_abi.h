@@ -124,6 +124,7 @@ enum : OfxStatus {
   kOfxStatReplyYes = 12,
   kOfxStatReplyNo = 13,
   kOfxStatReplyDefault = 14,
+  kOfxStatErrImageFormat = 1000,
 };
 
 // The strings in use; each is its macro name without the leading k.
@@ -160,6 +161,8 @@ enum : OfxStatus {
 #define kOfxImageEffectPluginRenderThreadSafety "OfxImageEffectPluginRenderThreadSafety"
 #define kOfxImageEffectRenderInstanceSafe "OfxImageEffectRenderInstanceSafe"
 #define kOfxImageEffectPluginPropHostFrameThreading "OfxImageEffectPluginPropHostFrameThreading"
+#define kOfxImageEffectPropClipPreferencesSlaveParam "OfxImageEffectPropClipPreferencesSlaveParam"
+#define kOfxImageEffectFrameVarying "OfxImageEffectFrameVarying"
 #define kOfxImageEffectContextFilter "OfxImageEffectContextFilter"
 #define kOfxImageEffectContextGeneral "OfxImageEffectContextGeneral"
 #define kOfxImageEffectPropContext "OfxImageEffectPropContext"

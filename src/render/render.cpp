@@ -40,6 +40,21 @@ VistaImmagine leggi_vista(OfxPropertySetHandle img) {
   return v;
 }
 
+// Whether the image is what the plug-in declared: float RGBA, rows long enough
+// for its bounds. Some hosts hand over other depths regardless; those would be
+// read past the end of every row.
+bool come_dichiarata(OfxPropertySetHandle img, const VistaImmagine& v) {
+  char* profondita = nullptr;
+  char* componenti = nullptr;
+  gProp->propGetString(img, kOfxImageEffectPropPixelDepth, 0, &profondita);
+  gProp->propGetString(img, kOfxImageEffectPropComponents, 0, &componenti);
+  if (profondita == nullptr || std::strcmp(profondita, kOfxBitDepthFloat) != 0) return false;
+  if (componenti == nullptr || std::strcmp(componenti, kOfxImageComponentRGBA) != 0) return false;
+  const int64_t larghezza = static_cast<int64_t>(v.bounds.x2) - v.bounds.x1;
+  const int64_t modulo = v.row_bytes < 0 ? -v.row_bytes : v.row_bytes;
+  return larghezza <= 0 || modulo >= larghezza * 16;
+}
+
 inline int64_t massimo(int64_t a, int64_t b) { return a > b ? a : b; }
 inline int64_t minimo(int64_t a, int64_t b) { return a < b ? a : b; }
 
@@ -176,6 +191,7 @@ OfxStatus render(OfxImageEffectHandle handle, OfxPropertySetHandle inArgs) {
   const int64_t W = static_cast<int64_t>(finestra.x2) - finestra.x1;
   const int64_t H = static_cast<int64_t>(finestra.y2) - finestra.y1;
   if (W <= 0 || H <= 0 || src.dati == nullptr || out.dati == nullptr) return kOfxStatFailed;
+  if (!come_dichiarata(tenute.sorgente, src) || !come_dichiarata(tenute.uscita, out)) return kOfxStatErrImageFormat;
   if (W > kPixelMassimi || H > kPixelMassimi || W * H > kPixelMassimi) return kOfxStatErrMemory;
 
   // With no effect to run, grade straight into the output: one read of the

@@ -76,27 +76,38 @@ TEST(Smistamento, StatusesOfTheActions) {
   EXPECT_EQ(p.unload(), kOfxStatReplyDefault);
 }
 
+// The eleven writes in order; also when the host withheld the parameter suite,
+// which describe does not need (the load still fails).
 TEST(Descrizione, PropertiesInOrder) {
-  Plugin p = Host::open(percorso_bundle());
-  p.set_host();
-  ASSERT_EQ(p.load(), kOfxStatOK);
-  p.clear_log();
-  ASSERT_EQ(p.describe(), kOfxStatOK);
-  std::vector<std::string> sets;
-  for (const auto& c : p.calls())
-    if (c.rfind("propSet", 0) == 0) sets.push_back(c);
-  const std::vector<std::string> attese = {
-      "propSetString OfxPropLabel 0 Varno Color",
-      "propSetString OfxImageEffectPluginPropGrouping 0 Varno",
-      "propSetString OfxImageEffectPropSupportedContexts 0 OfxImageEffectContextFilter",
-      "propSetString OfxImageEffectPropSupportedContexts 1 OfxImageEffectContextGeneral",
-      "propSetString OfxImageEffectPropSupportedPixelDepths 0 OfxBitDepthFloat",
-      "propSetInt OfxImageEffectPropSupportsMultiResolution 0 0",
-      "propSetInt OfxImageEffectPropSupportsTiles 0 0",
-      "propSetString OfxImageEffectPluginRenderThreadSafety 0 OfxImageEffectRenderInstanceSafe",
-      "propSetInt OfxImageEffectPluginPropHostFrameThreading 0 0",
-  };
-  EXPECT_EQ(sets, attese);
+  for (bool senza_parametri : {false, true}) {
+    HostOptions o;
+    if (senza_parametri) o.missing_suites = {"OfxParameterSuite"};
+    Plugin p = Host::open(percorso_bundle(), o);
+    p.set_host();
+    ASSERT_EQ(p.load(), senza_parametri ? kOfxStatFailed : kOfxStatOK);
+    p.clear_log();
+    ASSERT_EQ(p.describe(), kOfxStatOK);
+    std::vector<std::string> sets;
+    for (const auto& c : p.calls())
+      if (c.rfind("propSet", 0) == 0) sets.push_back(c);
+    const std::vector<std::string> attese = {
+        "propSetString OfxPropLabel 0 Varno Color",
+        "propSetString OfxImageEffectPluginPropGrouping 0 Varno",
+        "propSetString OfxImageEffectPropSupportedContexts 0 OfxImageEffectContextFilter",
+        "propSetString OfxImageEffectPropSupportedContexts 1 OfxImageEffectContextGeneral",
+        "propSetString OfxImageEffectPropSupportedPixelDepths 0 OfxBitDepthFloat",
+        "propSetInt OfxImageEffectPropSupportsMultiResolution 0 0",
+        "propSetInt OfxImageEffectPropSupportsTiles 0 0",
+        "propSetString OfxImageEffectPluginRenderThreadSafety 0 OfxImageEffectRenderInstanceSafe",
+        "propSetInt OfxImageEffectPluginPropHostFrameThreading 0 0",
+        "propSetString OfxImageEffectPropClipPreferencesSlaveParam 0 grana_on",
+        "propSetString OfxImageEffectPropClipPreferencesSlaveParam 1 grana",
+    };
+    EXPECT_EQ(sets, attese);
+    if (senza_parametri) {
+      EXPECT_EQ(p.describe_in_context("OfxImageEffectContextFilter"), kOfxStatFailed);
+    }
+  }
 }
 
 TEST(Descrizione, TwoRgbaClipsInBothContexts) {

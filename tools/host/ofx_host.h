@@ -127,6 +127,12 @@ class Image {
  public:
   // row_bytes 0 means tightly packed, width * 16.
   explicit Image(OfxRectI bounds, long row_bytes = 0);
+  // An image of another depth ("OfxBitDepthByte", "OfxBitDepthShort",
+  // "OfxBitDepthHalf", "OfxBitDepthFloat") and components ("OfxImageComponentRGBA",
+  // "OfxImageComponentRGB", "OfxImageComponentAlpha"), as some hosts hand over
+  // whatever a plug-in asked for: tightly packed in a buffer of exactly its
+  // size, with no guard bytes, so AddressSanitizer sees any read past it.
+  static Image in_format(OfxRectI bounds, const std::string& depth, const std::string& components);
   Image(const Image&) = delete;
   Image& operator=(const Image&) = delete;
   Image(Image&&) = default;
@@ -150,8 +156,15 @@ class Image {
   std::string components = "OfxImageComponentRGBA";
   std::string premultiplication = "OfxImagePreMultiplied";
   double pixel_aspect = 1.0;
+  long told_row_bytes = 0;  // when not 0, the row bytes told instead of the real ones
+
+  // A copy of the whole buffer, guards and padding included, to compare later.
+  std::vector<unsigned char> bytes() const { return mem_; }
 
  private:
+  Image(OfxRectI bounds, long row_bytes, size_t pixel_bytes, size_t guard);
+  size_t pixel_bytes_ = 16;
+  size_t guard_ = 256;
   OfxRectI bounds_;
   long row_bytes_;
   std::vector<unsigned char> mem_;

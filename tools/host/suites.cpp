@@ -293,7 +293,7 @@ OfxStatus clipGetImage(OfxImageClipHandle h, OfxTime time, const OfxRectD* regio
     bool null_data = e->faults.null_data.count(c->name) != 0;
     ps->set_pointer("OfxImagePropData", null_data ? nullptr : static_cast<void*>(im.data()));
     const OfxRectI& b = im.bounds();
-    ps->set("OfxImagePropRowBytes", static_cast<int>(im.row_bytes()));
+    ps->set("OfxImagePropRowBytes", static_cast<int>(im.told_row_bytes != 0 ? im.told_row_bytes : im.row_bytes()));
     ps->set_ints("OfxImagePropBounds", {b.x1, b.y1, b.x2, b.y2}, true);
     ps->set_ints("OfxImagePropRegionOfDefinition", {b.x1, b.y1, b.x2, b.y2}, true);
     ps->set("OfxImageEffectPropPixelDepth", im.pixel_depth);
