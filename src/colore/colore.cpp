@@ -9,8 +9,13 @@ namespace varno {
 
 namespace {
 
+// powf of a clamped value, with a positive exponent that is not an odd
+// integer: at 0 and 1 the result is 0 and 1 exactly, with no call. Clipped
+// colours are common at a table's lattice points.
+inline float potenza01(float x, float y) { return x == 0.0f ? 0.0f : (x == 1.0f ? 1.0f : powf(x, y)); }
+
 // Display gamma 1/2.4 on a clamped value.
-inline float codifica(float v) { return powf(limita01(v), 0.41666666f); }
+inline float codifica(float v) { return potenza01(limita01(v), 0.41666666f); }
 
 inline RGB codifica(RGB v) { return RGB{codifica(v.r), codifica(v.g), codifica(v.b)}; }
 
@@ -33,7 +38,7 @@ RGB palette(RGB v, const Palette& p) {
 
   float L = lum(v);
   const float u = limita01((L - p.desat_soglia) / std::fmax(1.0f - p.desat_soglia, 1e-6f));
-  const float k = 1.0f - p.desat_quantita * powf(u, 1.8f);
+  const float k = 1.0f - p.desat_quantita * potenza01(u, 1.8f);
   v.r = limita01((v.r - L) * k + L);
   v.g = limita01((v.g - L) * k + L);
   v.b = limita01((v.b - L) * k + L);
@@ -66,7 +71,7 @@ RGB palette(RGB v, const Palette& p) {
     if (t > 0.0f) {
       s = t < 1.0f ? powf(t, 1.4f) : 1.0f;
     } else {
-      h = powf(limita01((L - 0.55f) / 0.45f), 1.2f);
+      h = potenza01(limita01((L - 0.55f) / 0.45f), 1.2f);
     }
     // Stated in 8-bit code values.
     v.r = v.r + (l.r * h + o.r * s) / 255.0f;
@@ -109,8 +114,8 @@ RGB grado(RGB lin, const LookDef& look, const Curva& curva) {
 
   if (look.viraggio) {
     const float L = lum(v);
-    const float s = powf(limita01(1.0f - L / look.ombre_fine), 1.5f);
-    const float h = powf(limita01((L - look.luci_inizio) / (1.0f - look.luci_inizio)), 1.2f);
+    const float s = potenza01(limita01(1.0f - L / look.ombre_fine), 1.5f);
+    const float h = potenza01(limita01((L - look.luci_inizio) / (1.0f - look.luci_inizio)), 1.2f);
     const RGB& to = look.tinta_ombre;
     const RGB& tl = look.tinta_luci;
     // Multipliers around 1: black stays black.
