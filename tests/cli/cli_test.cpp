@@ -101,9 +101,10 @@ TEST_F(Cli, ListShowsEveryParameterInDefinitionOrder) {
 TEST_F(Cli, RendersExactlyWhatTheHostRendersInProcess) {
   Picture in = chart(24, 16);
   write_image(at("in.exr"), in);
-  // Values named on the command line win over those the look fills in, whatever the order.
+  // Values named on the command line win over those the look fills in, whatever the order;
+  // -- ends the options.
   Result r = run(args({"--set", "halation_on=on", "--set", "halation=0.5", "--set", "look=Midnight", "--time", "3",
-                       at("in.exr"), at("out.exr")}));
+                       "--", at("in.exr"), at("out.exr")}));
   ASSERT_EQ(r.code, 0) << r.err;
 
   ofxhost::Plugin p = ofxhost::Host::load(kBundle);

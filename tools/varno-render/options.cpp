@@ -141,7 +141,9 @@ std::optional<Options> parse_command_line(int argc, char** argv) {
   } catch (const CLI::ParseError& e) {
     fail(kExitUsage, first_line(e.what()) + " (see --help)");
   }
-  if (!app.remaining().empty()) fail(kExitUsage, "unknown option " + app.remaining().front() + " (see --help)");
+  // With extras allowed, CLI11 also hands back the "--" that ends the options.
+  for (const std::string& extra : app.remaining())
+    if (extra != "--") fail(kExitUsage, "unknown option " + extra + " (see --help)");
 
   for (const std::string& s : raw.sets) {
     size_t at = s.find('=');
