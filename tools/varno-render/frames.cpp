@@ -5,7 +5,9 @@
 #include <OpenImageIO/filesystem.h>
 #include <OpenImageIO/strutil.h>
 
-#include <regex>
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
 
 #include "tool.h"
 
@@ -22,19 +24,34 @@ std::string doubled_percent(const std::string& s) {
   return out;
 }
 
+// An optional '-' and 1 to 9 digits, read at p and stepped over.
+bool read_number(const char*& p, long long& out) {
+  const char* start = p;
+  if (*p == '-') ++p;
+  const char* digits = p;
+  while (std::isdigit(static_cast<unsigned char>(*p))) ++p;
+  if (p == digits || p - digits > 9) return false;
+  out = std::strtoll(start, nullptr, 10);
+  return true;
+}
+
 }  // namespace
 
 std::vector<int> parse_frames(const std::string& text) {
   // enumerate_sequence reads what it can of malformed text ("1.5-3" gives frame 1, "9-1" counts
   // down), so the form is checked here first.
-  static const std::regex item(R"((-?\d{1,9})(?:-(-?\d{1,9})(?:x([1-9]\d{0,8}))?)?)");
   const std::string what = "--frames '" + text + "': ";
   long long count = 0;
   for (const std::string& piece : OIIO::Strutil::splits(text, ",")) {
-    std::smatch m;
-    if (!std::regex_match(piece, m, item)) fail(kExitUsage, what + "expected A-B, A-BxSTEP or a comma list of them");
-    long long first = std::stoll(m[1]), last = m[2].matched ? std::stoll(m[2]) : first;
-    long long step = m[3].matched ? std::stoll(m[3]) : 1;
+    const char* p = piece.c_str();
+    long long first = 0, last = 0, step = 1;
+    bool ok = read_number(p, first);
+    last = first;
+    if (ok && *p == '-') {
+      ok = read_number(++p, last);
+      if (ok && *p == 'x') ok = read_number(++p, step) && step >= 1;
+    }
+    if (!ok || *p != '\0') fail(kExitUsage, what + "expected A-B, A-BxSTEP or a comma list of them");
     if (last < first) fail(kExitUsage, what + "expected A-B with A <= B");
     count += (last - first) / step + 1;
     if (count > kMaxFrames) fail(kExitUsage, what + "more than " + std::to_string(kMaxFrames) + " frames");
@@ -49,14 +66,27 @@ FramePattern::FramePattern(const std::string& name) {
   // OpenImageIO's parse_pattern reads # as four digits, @ as one, and digits just before the
   // token as a frame range ("take12####"), none of which these names mean; so the token is
   // found here and OpenImageIO formats the names.
-  static const std::regex token(R"(#+|%0*([1-9]\d?)?d)");
-  std::smatch m;
-  if (!std::regex_search(name, m, token)) return;
-  valid_ = true;
-  printf_style_ = m.str(0)[0] == '%';
-  const std::string width = printf_style_ ? m.str(1) : std::to_string(m.length(0));
-  const std::string conversion = width.empty() ? "%d" : "%0" + width + "d";
-  format_ = doubled_percent(m.prefix()) + conversion + doubled_percent(m.suffix());
+  for (size_t k = 0; k < name.size(); ++k) {
+    size_t end = 0;
+    std::string conversion;
+    if (name[k] == '#') {
+      end = std::min(name.find_first_not_of('#', k), name.size());
+      conversion = "%0" + std::to_string(end - k) + "d";
+    } else if (name[k] == '%') {
+      size_t d = name.find_first_not_of("0123456789", k + 1);
+      if (d == std::string::npos || name[d] != 'd') continue;
+      long width = std::strtol(name.c_str() + k + 1, nullptr, 10);  // 0 for "%d"
+      if (width > 16) continue;
+      conversion = width ? "%0" + std::to_string(width) + "d" : "%d";
+      end = d + 1;
+      printf_style_ = true;
+    } else {
+      continue;
+    }
+    format_ = doubled_percent(name.substr(0, k)) + conversion + doubled_percent(name.substr(end));
+    valid_ = true;
+    return;
+  }
 }
 
 std::string FramePattern::name(int frame) const {

@@ -11,7 +11,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
-#include <regex>
 
 #include "tool.h"
 
@@ -57,10 +56,10 @@ std::string name_equals_value(const std::string& s) {
 }
 
 std::string width_x_height(const std::string& s) {
-  static const std::regex form(R"((\d{1,5})[xX](\d{1,5}))");
-  std::smatch m;
-  bool ok = std::regex_match(s, m, form);
-  for (int k = 1; ok && k <= 2; ++k) ok = std::stoi(m[k]) >= 1 && std::stoi(m[k]) <= 16384;
+  int w = 0, h = 0;
+  char x = 0, rest = 0;
+  bool ok = std::sscanf(s.c_str(), "%d%c%d%c", &w, &x, &h, &rest) == 3 && (x == 'x' || x == 'X') && w >= 1 &&
+            h >= 1 && w <= 16384 && h <= 16384;
   return ok ? "" : "'" + s + "': expected WIDTHxHEIGHT, each 1 to 16384";
 }
 
