@@ -101,9 +101,10 @@ TEST_F(Cli, ListShowsEveryParameterInDefinitionOrder) {
 TEST_F(Cli, RendersExactlyWhatTheHostRendersInProcess) {
   Picture in = chart(24, 16);
   write_image(at("in.exr"), in);
-  // Values named on the command line win over those the look fills in, whatever the order.
+  // Values named on the command line win over those the look fills in, whatever the order;
+  // -- ends the options.
   Result r = run(args({"--set", "halation_on=on", "--set", "halation=0.5", "--set", "look=Midnight", "--time", "3",
-                       at("in.exr"), at("out.exr")}));
+                       "--", at("in.exr"), at("out.exr")}));
   ASSERT_EQ(r.code, 0) << r.err;
 
   ofxhost::Plugin p = ofxhost::Host::load(kBundle);
@@ -143,6 +144,9 @@ TEST_F(Cli, BadInputGetsOneLineNamingTheCulpritAndLeavesNoTrace) {
       {args({"--set", "ev=1x", in, out}), 2, {"ev=1x", "not a number"}},
       {args({"--set", "bloom_on=maybe", in, out}), 2, {"bloom_on=maybe", "not a boolean"}},
       {args({"--bogus", in, out}), 2, {"unknown option --bogus"}},
+      {args({in, out, "--time"}), 2, {"--time needs a value"}},
+      {args({"--frames", "1-2", "--time", "1", at("in.#.exr"), at("o.#.exr")}), 2, {"--time", "--frames"}},
+      {args({"--frames", "1.5-3", at("in.#.exr"), at("o.#.exr")}), 2, {"--frames '1.5-3'"}},
       {args({at("missing.exr"), out}), 1, {at("missing.exr"), "no such file"}},
       {args({at("broken.exr"), out}), 1, {at("broken.exr")}},
       {args({in, at("out.xyz")}), 1, {at("out.xyz"), ".xyz"}},
@@ -176,6 +180,16 @@ TEST_F(Cli, SequencesRenderEachFrameAtItsNumber) {
   // The grain moves with time, so the comparison above tells frames apart.
   ASSERT_EQ(run(args({"--time", "1", at("in.0002.exr"), at("early.exr")}, grain)).code, 0);
   EXPECT_FALSE(same_bits(read_image(at("out.0002.exr")).px, read_image(at("early.exr")).px));
+}
+
+// Frame lists with steps and negative numbers; # is one digit each, and a name may hold
+// digits right before its pattern and a % of its own.
+TEST_F(Cli, SequenceNamesFollowThePatternForEveryFrameListed) {
+  Result r = run(args({"--demo", "--size", "4x2", "--frames", "-1-3x2,7", at("v50%_12###.png")}));
+  ASSERT_EQ(r.code, 0) << r.err;
+  EXPECT_EQ(listing(dir), (std::vector<std::string>{"v50%_12-01.png", "v50%_12001.png", "v50%_12003.png",
+                                                    "v50%_12007.png"}));
+  EXPECT_NE(r.err.find("frame 7 [4/4]"), std::string::npos) << r.err;
 }
 
 }  // namespace

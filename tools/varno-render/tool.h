@@ -1,10 +1,23 @@
-// Pieces of varno-render: pictures in memory, files through OpenImageIO, the demo chart.
+// Pieces of varno-render shared by every mode: exit statuses, pictures in memory, files
+// through OpenImageIO, the demo chart. The layout of the tool is described in main.cpp.
 #pragma once
 
 #include <string>
 #include <vector>
 
 namespace varno_render {
+
+// 2: the command line is wrong; 1: a file or the plug-in failed.
+constexpr int kExitUsage = 2;
+constexpr int kExitFailure = 1;
+
+// Thrown by any mode; main() prints the message on one line and exits with the code.
+struct Failure {
+  int code;
+  std::string message;
+};
+
+[[noreturn]] inline void fail(int code, const std::string& message) { throw Failure{code, message}; }
 
 // RGBA floats, four a pixel, the top row first (as files store them).
 struct Picture {

@@ -1,0 +1,12 @@
+// The modes of varno-render. Each runs to the end and returns the exit status, or throws
+// Failure; main() picks one from the options.
+#pragma once
+
+#include "options.h"
+
+namespace varno_render {
+
+int run_list(const Options& o);    // --list: the parameters, on stdout (list.cpp)
+int run_render(const Options& o);  // a still, the demo chart or a frame sequence (render.cpp)
+
+}  // namespace varno_render

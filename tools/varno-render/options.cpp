@@ -1,0 +1,161 @@
+// Every option of varno-render and its help. A mode with options of its own defines them in
+// define_options, in a group of its own, and keeps their values in Options.
+#include "options.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+
+#include "tool.h"
+
+namespace varno_render {
+
+namespace {
+
+const char* const kUsage =
+    "usage: varno-render [options] INPUT OUTPUT\n"
+    "       varno-render [options] --demo OUTPUT\n"
+    "       varno-render [--plugin PATH] --list\n"
+    "\n"
+    "Renders one frame (or a sequence) through the Varno Color plug-in.\n"
+    "Reads EXR, DPX, TIFF, PNG and JPEG; writes the format OUTPUT's extension names\n"
+    "(EXR as float, TIFF, DPX and PNG as 16-bit, JPEG as 8-bit).\n";
+
+const char* const kFooter =
+    "Exit status: 0 done, 1 a file or the plug-in failed, 2 a wrong command line.\n"
+    "A failed run leaves OUTPUT as it was.";
+
+// Our usage lines and description first, then CLI11's list of options.
+struct Formatter : CLI::Formatter {
+  std::string make_description(const CLI::App*) const override { return ""; }
+  std::string make_usage(const CLI::App*, std::string) const override { return kUsage; }
+  // The value's name only; the descriptions say what repeats and what goes together.
+  std::string make_option_opts(const CLI::Option* opt) const override {
+    return opt->get_type_size() == 0 ? "" : " " + opt->get_type_name();
+  }
+};
+
+// CLI11 takes "", "nan" and "inf" as numbers; a frame time must be a finite decimal.
+std::string finite_number(const std::string& s) {
+  char* end = nullptr;
+  errno = 0;
+  double v = s.empty() || std::isspace(static_cast<unsigned char>(s[0])) ? NAN : std::strtod(s.c_str(), &end);
+  bool ok = end && *end == '\0' && errno != ERANGE && std::isfinite(v);
+  return ok ? "" : "'" + s + "' is not a number";
+}
+
+std::string name_equals_value(const std::string& s) {
+  size_t at = s.find('=');
+  return at == std::string::npos || at == 0 ? "'" + s + "': expected NAME=VALUE" : "";
+}
+
+std::string width_x_height(const std::string& s) {
+  int w = 0, h = 0;
+  char x = 0, rest = 0;
+  bool ok = std::sscanf(s.c_str(), "%d%c%d%c", &w, &x, &h, &rest) == 3 && (x == 'x' || x == 'X') && w >= 1 &&
+            h >= 1 && w <= 16384 && h <= 16384;
+  return ok ? "" : "'" + s + "': expected WIDTHxHEIGHT, each 1 to 16384";
+}
+
+struct Raw {
+  std::vector<std::string> sets;
+  double time = 0;
+  std::string frames, size, plugin;
+};
+
+void define_options(CLI::App& app, Options& o, Raw& raw) {
+  app.set_help_flag("-h,--help", "this text");
+  app.add_option("--set", raw.sets,
+                 "set a parameter (repeatable). Choices take their option text\n"
+                 "(--set formato=\"Sony S-Log3\"), booleans 0/1/on/off/true/false,\n"
+                 "numbers a decimal value within the parameter's range. Values\n"
+                 "given here win over those a look fills in.")
+      ->type_name("NAME=VALUE")
+      ->allow_extra_args(false)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+      ->check(CLI::Validator(name_equals_value, ""));
+  app.add_flag("--list", o.list,
+               "list every parameter with its label, type, default, range and\n"
+               "options, and exit");
+  auto* time = app.add_option("--time", raw.time, "frame time (default 0)")
+                   ->type_name("T")
+                   ->check(CLI::Validator(finite_number, ""));
+  auto* frames = app.add_option("--frames", raw.frames,
+                                "render frames A to B (also A-BxSTEP, or a comma list: 1-9,20);\n"
+                                "INPUT and OUTPUT name frames with # (one digit per #,\n"
+                                "zero-padded) or a printf pattern such as %04d, and each frame\n"
+                                "renders at its own number as time")
+                     ->type_name("A-B");
+  time->excludes(frames);
+  auto* demo = app.add_flag("--demo", o.demo,
+                            "render a built-in test chart instead of INPUT; the chart is\n"
+                            "S-Log3 / S-Gamut3.Cine footage, so formato defaults to\n"
+                            "\"Sony S-Log3\" unless --set names another");
+  app.add_option("--size", raw.size, "size of the demo chart (default 1920x1080)")
+      ->type_name("WxH")
+      ->check(CLI::Validator(width_x_height, ""))
+      ->needs(demo);
+  app.add_option("--plugin", raw.plugin,
+                 "the plug-in bundle (default: found in OFX_PLUGIN_PATH or\n"
+                 "/usr/OFX/Plugins, else the one built with this tool)")
+      ->type_name("PATH");
+  app.add_flag("-q,--quiet", o.quiet, "no progress on stderr");
+  app.add_option("files", o.files)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)->group("");
+}
+
+// CLI11's messages can run over several lines; the first one names the culprit.
+std::string first_line(std::string s) {
+  s.resize(std::min(s.size(), s.find('\n')));
+  return s;
+}
+
+}  // namespace
+
+std::optional<Options> parse_command_line(int argc, char** argv) {
+  Options o;
+  Raw raw;
+  CLI::App app;
+  app.formatter(std::make_shared<Formatter>());
+  app.get_formatter()->column_width(20);
+  app.footer(kFooter);
+  // As with most tools, an option given twice takes its last value.
+  app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+  // Unknown options are reported below, by name.
+  app.allow_extras();
+  define_options(app, o, raw);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::CallForHelp&) {
+    std::fputs(app.help().c_str(), stdout);
+    return std::nullopt;
+  } catch (const CLI::ArgumentMismatch& e) {
+    // "--time: 1 required T missing" when the value is missing at the end of the line.
+    std::string what = first_line(e.what());
+    size_t colon = what.find(':');
+    bool missing = colon != std::string::npos && what.size() > 8 && what.compare(what.size() - 8, 8, " missing") == 0;
+    fail(kExitUsage, (missing ? what.substr(0, colon) + " needs a value" : what) + " (see --help)");
+  } catch (const CLI::ParseError& e) {
+    fail(kExitUsage, first_line(e.what()) + " (see --help)");
+  }
+  // With extras allowed, CLI11 also hands back the "--" that ends the options.
+  for (const std::string& extra : app.remaining())
+    if (extra != "--") fail(kExitUsage, "unknown option " + extra + " (see --help)");
+
+  for (const std::string& s : raw.sets) {
+    size_t at = s.find('=');
+    o.sets.emplace_back(s.substr(0, at), s.substr(at + 1));
+  }
+  if (app.count("--time")) o.time = raw.time;
+  if (app.count("--frames")) o.frames = raw.frames;
+  if (app.count("--plugin")) o.plugin = raw.plugin;
+  if (app.count("--size")) std::sscanf(raw.size.c_str(), "%d%*c%d", &o.demo_width, &o.demo_height);
+  return o;
+}
+
+}  // namespace varno_render
