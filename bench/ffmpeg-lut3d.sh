@@ -45,5 +45,5 @@ f=$(awk -v a="$f1" -v b="$f2" 'BEGIN { printf "%.2f", (a + b) / 2 }')
 echo "frame $size, $frames frames, $(nproc) threads"
 echo "floor (read and write the RGBA float frame on every thread): $f ms ($f1, $f2)"
 echo "ffmpeg, reading the frame and passing it on:   $copy ms"
-echo "ffmpeg lut3d 65 points tetrahedral:            $lut ms  ($(awk -v a="$lut" -v b="$f" 'BEGIN { printf "%.1f", a / b }')x the floor)"
+echo "ffmpeg lut3d 65 points tetrahedral:            $lut ms, of which the filter $(awk -v a="$lut" -v c="$copy" 'BEGIN { printf "%.1f", a - c }') ms ($(awk -v a="$lut" -v c="$copy" -v b="$f" 'BEGIN { printf "%.1f", (a - c) / b }')x the floor)"
 echo "Varno Color render action, grade only:         $g ms  ($(awk -v a="$g" -v b="$f" 'BEGIN { printf "%.1f", a / b }')x the floor)"
