@@ -104,6 +104,43 @@ struct Immagine4 {
   }
 };
 
+// Smooth rows, where long runs of pixels fall in one cell of the table (and
+// variants may take them together), with a run broken by one pixel in the
+// next cell along each axis in turn, and on the table's last point.
+TEST(Campionatore, SmoothRowsInOneCellAndRunsBrokenByOnePixel) {
+  const Lut3D t = tabella(6);
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  for (int rottura = -1; rottura < 4; ++rottura) {
+    const int64_t n = 53;
+    std::vector<float> s(static_cast<size_t>(n) * 4);
+    for (int64_t i = 0; i < n; ++i) {
+      float* p = &s[static_cast<size_t>(i) * 4];
+      // Cell 33, 20, 57 of 80, fractions from 0 (on the grid point) up.
+      p[0] = (33.0f + static_cast<float>(i % 17) / 17.0f) / 80.0f;
+      p[1] = 0.25f + static_cast<float>(i) * 1e-5f;
+      p[2] = (57.0f + 0.5f) / 80.0f - static_cast<float>(i) * 1e-6f;
+      p[3] = i == 5 ? nan : static_cast<float>(i) * -0.25f;
+    }
+    if (rottura >= 0 && rottura < 3) s[9 * 4 + static_cast<size_t>(rottura)] += 1.0f / 80.0f;  // next cell
+    if (rottura == 3) s[20 * 4 + 1] = 1.0f;  // the last point
+    std::vector<float> attesi(static_cast<size_t>(n) * 3);
+    for (int64_t i = 0; i < n; ++i) campiona_pixel(t, &s[static_cast<size_t>(i) * 4], &attesi[static_cast<size_t>(i) * 3]);
+    for (int isa = 0; isa <= static_cast<int>(isa_disponibile()); ++isa) {
+      limita_isa(static_cast<Isa>(isa));
+      std::vector<float> rgba(static_cast<size_t>(n) * 4), rgb(static_cast<size_t>(n) * 3), alfa(static_cast<size_t>(n));
+      campiona_riga_rgba(t, s.data(), n, rgba.data());
+      campiona_riga(t, s.data(), n, rgb.data(), alfa.data());
+      EXPECT_TRUE(stessi_bit(rgb.data(), attesi.data(), attesi.size())) << nome_isa(static_cast<Isa>(isa));
+      for (int64_t i = 0; i < n; ++i) {
+        ASSERT_TRUE(stessi_bit(&rgba[static_cast<size_t>(i) * 4], &attesi[static_cast<size_t>(i) * 3], 3))
+            << nome_isa(static_cast<Isa>(isa)) << " break " << rottura << " pixel " << i;
+        ASSERT_TRUE(stessi_bit(&rgba[static_cast<size_t>(i) * 4 + 3], &s[static_cast<size_t>(i) * 4 + 3], 1));
+      }
+    }
+    limita_isa(Isa::avx512);
+  }
+}
+
 TEST(PassataDiretta, GivesTheBitsOfGradingThenWritingForAnyWindowAndBounds) {
   const Lut3D t = tabella(5);
   const struct {
