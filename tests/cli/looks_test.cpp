@@ -42,8 +42,8 @@ TEST(LookSulGrafico, EveryLookMatchesTheColourTransformWithinItsTableCell) {
   const std::vector<LookDef>& lista = looks();
   ASSERT_EQ(lista.size(), 12u);
 #if defined(__SANITIZE_THREAD__)
-  // Each run builds a table under ThreadSanitizer, some fifteen seconds: one
-  // print and one grade look exercise the same threads as all twelve.
+  // Each run builds a table under ThreadSanitizer, some fifteen seconds: a
+  // print look and two grade looks exercise the same threads as all twelve.
   const size_t passo = 4;
 #else
   const size_t passo = 1;
