@@ -73,9 +73,15 @@ int run_contact_sheet(const Options& o) {
     // Colour only: the sheet is opaque whatever the frame's alpha.
     OIIO::ImageBufAlgo::paste(sheet, x, y, 0, 0, tile, OIIO::ROI(0, l.tile_width, 0, l.tile_height, 0, 1, 0, 3));
     const OIIO::ROI label(x, x + l.tile_width, y + l.tile_height, y + l.tile_height + l.label_height, 0, 1, 0, 4);
-    if (!OIIO::ImageBufAlgo::render_text(sheet, x + l.tile_width / 2, y + l.tile_height + l.label_height / 2,
-                                         looks[k], l.font_size, kFont, kText, OIIO::ImageBufAlgo::TextAlignX::Center,
-                                         OIIO::ImageBufAlgo::TextAlignY::Center, 0, label))
+    // On one baseline across a row, whatever letters hang below it.
+    const int baseline = y + l.tile_height + static_cast<int>(std::lround(l.label_height * 0.7));
+    // Smaller type for a name wider than a small tile.
+    int font_size = l.font_size;
+    while (font_size > 6 && OIIO::ImageBufAlgo::text_size(looks[k], font_size, kFont).width() > l.tile_width - 2)
+      --font_size;
+    if (!OIIO::ImageBufAlgo::render_text(sheet, x + l.tile_width / 2, baseline, looks[k], font_size, kFont, kText,
+                                         OIIO::ImageBufAlgo::TextAlignX::Center,
+                                         OIIO::ImageBufAlgo::TextAlignY::Baseline, 0, label))
       fail(kExitFailure, std::string("cannot label the contact sheet with the font ") + kFont +
                              " (Debian's fonts-dejavu-core): " + sheet.geterror());
     if (!o.quiet)
