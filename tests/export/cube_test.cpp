@@ -55,9 +55,9 @@ TEST_F(ExportCube, HeaderSettingsAndSizeFollowTheFormat) {
   EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
   for (const char* s : {"left out", "Halation", "White Pro-Mist"}) EXPECT_NE(r.err.find(s), std::string::npos) << r.err;
 
-  // 33 points unless told; with every effect off nothing is said.
-  Sets off;
-  for (const char* e : {"halation_on", "bloom_on", "enhance_on", "vignetta_on"}) off.emplace_back(e, "0");
+  // 33 points unless told; with every effect off, or on at no amount, nothing is said.
+  Sets off = {{"halation", "0"}};
+  for (const char* e : {"bloom_on", "enhance_on", "vignetta_on"}) off.emplace_back(e, "0");
   r = run(tool_args(off, {"--export-cube", at("default.cube")}));
   ASSERT_EQ(r.code, 0) << r.err;
   EXPECT_EQ(r.err, "");
