@@ -104,6 +104,7 @@ TEST_F(ExportOcio, AnExistingFolderIsReplacedOnlyOnSuccessAndOnlyIfItIsAnExport)
       {tool_args({}, {"--export-ocio", at("mine")}), 1, {at("mine"), "holds files of its own"}},
       {tool_args({}, {"--export-ocio", at("a-file")}), 1, {at("a-file"), "not a folder"}},
       {tool_args({}, {"--export-ocio", at("no/such")}), 1, {at("no/such"), "no folder"}},
+      {tool_args({}, {"--export-ocio", "/proc/varno-looks"}), 1, {"cannot write '/proc/varno-looks'"}},
       {tool_args({}, {"--export-ocio", at("x"), at("in.exr")}), 2, {"--export-ocio takes no INPUT"}},
       {tool_args({}, {"--export-ocio", at("x"), "--cube-size", "200"}), 2, {"--cube-size", "'200'"}},
   };

@@ -75,7 +75,7 @@ fs::path checked_config_folder(std::string name) {
     fail(kExitFailure, "cannot write '" + name + "': the folder " + parent.string() + " is not writable");
   if (fs::exists(fs::symlink_status(dir, ec))) {
     if (!fs::is_directory(fs::symlink_status(dir, ec)))
-      fail(kExitFailure, "cannot write '" + name + "': it is a file, not a folder");
+      fail(kExitFailure, "cannot write '" + name + "': it is not a folder");
     if (!holds_only_an_export(dir))
       fail(kExitFailure, "cannot write '" + name +
                              "': it holds files of its own (only an empty folder or an earlier export is replaced)");
@@ -92,7 +92,9 @@ class TemporaryFolder {
     fs::remove_all(path_, ec);
     pending_export_add(path_.string());
     if (!fs::create_directory(path_, ec))
-      fail(kExitFailure, "cannot write '" + dest.string() + "': " + (ec ? ec.message() : "cannot make a folder"));
+      fail(kExitFailure, "cannot write '" + dest.string() + "': cannot make a folder in " +
+                             (dest.has_parent_path() ? dest.parent_path().string() : std::string(".")) +
+                             (ec ? " (" + ec.message() + ")" : std::string()));
   }
   ~TemporaryFolder() {
     pending_export_clear();
