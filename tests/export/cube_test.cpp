@@ -140,14 +140,11 @@ TEST_F(ExportCube, BadInputGetsOneLineAndLeavesNoTrace) {
     std::string env = "";
   } cases[] = {
       {tool_args({}, {"--export-cube", out, "--cube-size", "1"}), 2, {"--cube-size", "'1'", "2 to 129"}},
-      {tool_args({}, {"--export-cube", out, "--cube-size", "130"}), 2, {"--cube-size", "'130'"}},
-      {tool_args({}, {"--export-cube", out, "--cube-size", "33.5"}), 2, {"--cube-size", "'33.5'"}},
+      {tool_args({}, {"--export-cube", out, "--cube-size", "33.5"}), 2, {"--cube-size", "'33.5'", "2 to 129"}},
       {tool_args({}, {"--cube-size", "17", "--demo", at("x.png")}), 2, {"--cube-size", "--export-cube"}},
       {tool_args({}, {"--export-cube", out, at("in.exr")}), 2, {"--export-cube takes no INPUT"}},
       {tool_args({}, {"--export-cube", out, "--frames", "1-2"}), 2, {"--export-cube", "--frames"}},
-      {tool_args({}, {"--export-cube", out, "--export-ocio", at("ocio")}), 2, {"--export-cube", "--export-ocio"}},
       {tool_args({{"look", "Nope"}}, {"--export-cube", out}), 2, {"look", "\"Nope\""}},
-      {tool_args({{"forza", "2"}}, {"--export-cube", out}), 2, {"forza=2", "out of range"}},
       {tool_args({}, {"--export-cube", at("no/such/dir/x.cube")}), 1, {at("no/such/dir/x.cube"), "no folder"}},
       {tool_args({}, {"--export-cube", dir.string()}), 1, {dir.string(), "not a file name"}},
       {tool_args({}, {"--export-cube", "/proc/varno.cube"}), 1, {"cannot write '/proc/varno.cube'"}},
