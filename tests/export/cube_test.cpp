@@ -8,21 +8,7 @@ namespace OCIO = OCIO_NAMESPACE;
 
 namespace {
 
-struct ExportCube : ::testing::Test {
-  fs::path dir;
-  void SetUp() override {
-    dir = fs::path(VARNO_TEST_TMP) / ::testing::UnitTest::GetInstance()->current_test_info()->name();
-    fs::remove_all(dir);
-    fs::create_directories(dir);
-  }
-  std::string at(const std::string& name) const { return (dir / name).string(); }
-  std::vector<std::string> listing() const {
-    std::vector<std::string> names;
-    for (auto& e : fs::directory_iterator(dir)) names.push_back(e.path().filename().string());
-    std::sort(names.begin(), names.end());
-    return names;
-  }
-};
+using ExportCube = InFolder;
 
 // A grade that treats the three channels differently: a print look's crosstalk, white
 // balance off neutral, a camera with a gamut of its own.
@@ -133,12 +119,7 @@ TEST_F(ExportCube, OpenColorIOReadsItBackWithinTheInterpolationErrorOfItsSize) {
 TEST_F(ExportCube, BadInputGetsOneLineAndLeavesNoTrace) {
   std::ofstream(at("out.cube")) << "precious";
   const std::string out = at("out.cube");
-  struct Case {
-    std::vector<std::string> argv;
-    int code;
-    std::vector<std::string> says;
-    std::string env = "";
-  } cases[] = {
+  expect_failures({
       {tool_args({}, {"--export-cube", out, "--cube-size", "1"}), 2, {"--cube-size", "'1'", "2 to 129"}},
       {tool_args({}, {"--export-cube", out, "--cube-size", "33.5"}), 2, {"--cube-size", "'33.5'", "2 to 129"}},
       {tool_args({}, {"--cube-size", "17", "--demo", at("x.png")}), 2, {"--cube-size", "--export-cube"}},
@@ -149,17 +130,7 @@ TEST_F(ExportCube, BadInputGetsOneLineAndLeavesNoTrace) {
       {tool_args({}, {"--export-cube", dir.string()}), 1, {dir.string(), "not a file name"}},
       {tool_args({}, {"--export-cube", "/proc/varno.cube"}), 1, {"cannot write '/proc/varno.cube'"}},
       {tool_args({}, {"--export-cube", out}), 1, {"failed to render", "lattice"}, "VARNO_RENDER_FAULTS=null_data:Output"},
-  };
-  for (const Case& c : cases) {
-    std::string cmd = c.env;
-    for (auto& a : c.argv) cmd += " " + a;
-    Result r = run(c.argv, c.env.empty() ? std::vector<std::string>{} : std::vector<std::string>{c.env});
-    EXPECT_EQ(r.code, c.code) << cmd << "\n" << r.err;
-    EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << cmd << "\n" << r.err;
-    EXPECT_EQ(r.err.rfind("varno-render: ", 0), 0u) << r.err;
-    for (auto& s : c.says) EXPECT_NE(r.err.find(s), std::string::npos) << cmd << "\n" << r.err << "lacks: " << s;
-    EXPECT_EQ(slurp(out), "precious") << cmd;
-  }
+  }, out);
   EXPECT_EQ(listing(), (std::vector<std::string>{"out.cube"}));
   EXPECT_FALSE(fs::exists("/proc/varno.cube"));
 

@@ -8,21 +8,7 @@ namespace OCIO = OCIO_NAMESPACE;
 
 namespace {
 
-struct ExportOcio : ::testing::Test {
-  fs::path dir;
-  void SetUp() override {
-    dir = fs::path(VARNO_TEST_TMP) / ::testing::UnitTest::GetInstance()->current_test_info()->name();
-    fs::remove_all(dir);
-    fs::create_directories(dir);
-  }
-  std::string at(const std::string& name) const { return (dir / name).string(); }
-  std::vector<std::string> listing(const fs::path& where) const {
-    std::vector<std::string> names;
-    for (auto& e : fs::directory_iterator(where)) names.push_back(e.path().filename().string());
-    std::sort(names.begin(), names.end());
-    return names;
-  }
-};
+using ExportOcio = InFolder;
 
 std::vector<std::string> look_names() {
   ofxhost::Plugin p = ofxhost::Host::load(kBundle);
@@ -77,7 +63,7 @@ TEST_F(ExportOcio, ConfigValidatesAndEachViewIsThePluginsGradeThroughItsCube) {
   r = run(tool_args(olive, {"--export-cube", at("olive.cube"), "--cube-size", "17"}));
   ASSERT_EQ(r.code, 0) << r.err;
   EXPECT_EQ(slurp(at("looks/luts/olive.cube")), slurp(at("olive.cube")));
-  EXPECT_EQ(listing(at("looks/luts")).size(), looks.size());
+  EXPECT_EQ(listing("looks/luts").size(), looks.size());
 }
 
 // A folder is replaced only by a whole export, and only when it is empty or an earlier
@@ -93,12 +79,7 @@ TEST_F(ExportOcio, AnExistingFolderIsReplacedOnlyOnSuccessAndOnlyIfItIsAnExport)
   fs::create_directories(at("mine"));
   std::ofstream(at("mine/notes.txt")) << "mine";
   std::ofstream(at("a-file")) << "mine";
-  struct Case {
-    std::vector<std::string> argv;
-    int code;
-    std::vector<std::string> says;
-    std::string env = "";
-  } cases[] = {
+  expect_failures({
       {tool_args({}, {"--export-ocio", looks, "--cube-size", "3"}), 1, {"failed to render"},
        "VARNO_RENDER_FAULTS=null_data:Output"},
       {tool_args({}, {"--export-ocio", at("mine")}), 1, {at("mine"), "holds files of its own"}},
@@ -107,28 +88,20 @@ TEST_F(ExportOcio, AnExistingFolderIsReplacedOnlyOnSuccessAndOnlyIfItIsAnExport)
       {tool_args({}, {"--export-ocio", "/proc/varno-looks"}), 1, {"cannot write '/proc/varno-looks'"}},
       {tool_args({}, {"--export-ocio", at("x"), at("in.exr")}), 2, {"--export-ocio takes no INPUT"}},
       {tool_args({}, {"--export-ocio", at("x"), "--cube-size", "200"}), 2, {"--cube-size", "'200'"}},
-  };
-  for (const Case& c : cases) {
-    std::string cmd = c.env;
-    for (auto& a : c.argv) cmd += " " + a;
-    Result r = run(c.argv, c.env.empty() ? std::vector<std::string>{} : std::vector<std::string>{c.env});
-    EXPECT_EQ(r.code, c.code) << cmd << "\n" << r.err;
-    EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << cmd << "\n" << r.err;
-    for (auto& s : c.says) EXPECT_NE(r.err.find(s), std::string::npos) << cmd << "\n" << r.err << "lacks: " << s;
-  }
+  });
   EXPECT_EQ(slurp(at("looks/luts/nordic.cube")), "earlier");
-  EXPECT_EQ(listing(at("looks/luts")), (std::vector<std::string>{"nordic.cube", "old-look.cube"}));
-  EXPECT_EQ(listing(at("mine")), std::vector<std::string>{"notes.txt"});
+  EXPECT_EQ(listing("looks/luts"), (std::vector<std::string>{"nordic.cube", "old-look.cube"}));
+  EXPECT_EQ(listing("mine"), std::vector<std::string>{"notes.txt"});
   EXPECT_EQ(slurp(at("a-file")), "mine");
-  EXPECT_EQ(listing(dir), (std::vector<std::string>{"a-file", "looks", "mine"}));
+  EXPECT_EQ(listing(), (std::vector<std::string>{"a-file", "looks", "mine"}));
 
   // A whole export replaces the earlier one, trailing slash or not, and leaves nothing beside it.
   Result r = run(tool_args({}, {"--export-ocio", looks + "/", "--cube-size", "3"}));
   ASSERT_EQ(r.code, 0) << r.err;
   EXPECT_NE(slurp(at("looks/luts/nordic.cube")).find("LUT_3D_SIZE 3\n"), std::string::npos);
-  EXPECT_EQ(listing(at("looks")), (std::vector<std::string>{"config.ocio", "luts"}));
+  EXPECT_EQ(listing("looks"), (std::vector<std::string>{"config.ocio", "luts"}));
   EXPECT_FALSE(fs::exists(at("looks/luts/old-look.cube")));
-  EXPECT_EQ(listing(dir), (std::vector<std::string>{"a-file", "looks", "mine"}));
+  EXPECT_EQ(listing(), (std::vector<std::string>{"a-file", "looks", "mine"}));
 }
 
 }  // namespace

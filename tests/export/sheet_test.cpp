@@ -12,15 +12,7 @@
 
 namespace {
 
-struct ContactSheet : ::testing::Test {
-  fs::path dir;
-  void SetUp() override {
-    dir = fs::path(VARNO_TEST_TMP) / ::testing::UnitTest::GetInstance()->current_test_info()->name();
-    fs::remove_all(dir);
-    fs::create_directories(dir);
-  }
-  std::string at(const std::string& name) const { return (dir / name).string(); }
-};
+using ContactSheet = InFolder;
 
 struct Rgba {
   int w = 0, h = 0;
@@ -140,32 +132,15 @@ TEST_F(ContactSheet, BadInputGetsOneLineAndLeavesNoTrace) {
   write_exr(at("in.exr"), {4, 4, std::vector<float>(64, 0.5f)});
   std::ofstream(at("out.png")) << "precious";
   const std::string in = at("in.exr"), out = at("out.png");
-  struct Case {
-    std::vector<std::string> argv;
-    int code;
-    std::vector<std::string> says;
-    std::string env = "";
-  } cases[] = {
+  expect_failures({
       {tool_args({}, {"--contact-sheet", out}), 2, {"--contact-sheet takes INPUT and OUTPUT"}},
       {tool_args({}, {"--contact-sheet", "--frames", "1-2", in, out}), 2, {"--contact-sheet", "--frames"}},
       {tool_args({}, {"--contact-sheet", at("missing.exr"), out}), 1, {at("missing.exr"), "no such file"}},
       {tool_args({}, {"--contact-sheet", in, at("no/such/x.png")}), 1, {at("no/such/x.png")}},
       {tool_args({}, {"--contact-sheet", in, out}), 1, {"failed to render", "Nordic"},
        "VARNO_RENDER_FAULTS=null_data:Output"},
-  };
-  for (const Case& c : cases) {
-    std::string cmd = c.env;
-    for (auto& a : c.argv) cmd += " " + a;
-    Result r = run(c.argv, c.env.empty() ? std::vector<std::string>{} : std::vector<std::string>{c.env});
-    EXPECT_EQ(r.code, c.code) << cmd << "\n" << r.err;
-    EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << cmd << "\n" << r.err;
-    for (auto& s : c.says) EXPECT_NE(r.err.find(s), std::string::npos) << cmd << "\n" << r.err << "lacks: " << s;
-    EXPECT_EQ(slurp(out), "precious") << cmd;
-  }
-  std::vector<std::string> names;
-  for (auto& e : fs::directory_iterator(dir)) names.push_back(e.path().filename().string());
-  std::sort(names.begin(), names.end());
-  EXPECT_EQ(names, (std::vector<std::string>{"in.exr", "out.png"}));
+  }, out);
+  EXPECT_EQ(listing(), (std::vector<std::string>{"in.exr", "out.png"}));
 }
 
 }  // namespace
