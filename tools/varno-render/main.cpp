@@ -6,7 +6,8 @@
 //   session.{h,cpp} for any mode that renders: the bundle, the instance, --set values and
 //                   render_frame()
 //   modes.h         one entry point per mode: list.cpp (--list), render.cpp (stills,
-//                   the demo chart and sequences)
+//                   the demo chart and sequences), export.cpp (--export-cube and
+//                   --export-ocio, on the lattice of lattice.{h,cpp}), contact_sheet.cpp
 //   frames.{h,cpp}  --frames ranges and the # / %04d patterns of file names
 //   tool.h          exit statuses and Failure; image_io.cpp (files), chart.cpp (demo chart)
 // A new mode is a file of its own: its entry point in modes.h, its options in
@@ -16,6 +17,7 @@
 
 #include <OpenImageIO/imageio.h>
 
+#include "lattice.h"
 #include "modes.h"
 #include "tool.h"
 
@@ -25,11 +27,15 @@ namespace {
 
 int dispatch(const Options& o) {
   if (o.list) return run_list(o);
+  if (o.export_cube) return run_export_cube(o);
+  if (o.export_ocio) return run_export_ocio(o);
+  if (o.contact_sheet) return run_contact_sheet(o);
   return run_render(o);
 }
 
 void on_signal(int sig) {
   remove_pending_output();
+  remove_pending_export();
   std::signal(sig, SIG_DFL);
   std::raise(sig);
 }

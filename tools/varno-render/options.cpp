@@ -21,6 +21,9 @@ namespace {
 const char* const kUsage =
     "usage: varno-render [options] INPUT OUTPUT\n"
     "       varno-render [options] --demo OUTPUT\n"
+    "       varno-render [options] --export-cube FILE.cube [--cube-size N]\n"
+    "       varno-render [options] --export-ocio DIRECTORY [--cube-size N]\n"
+    "       varno-render [options] --contact-sheet (INPUT | --demo) OUTPUT\n"
     "       varno-render [--plugin PATH] --list\n"
     "\n"
     "Renders one frame (or a sequence) through the Varno Color plug-in.\n"
@@ -63,10 +66,18 @@ std::string width_x_height(const std::string& s) {
   return ok ? "" : "'" + s + "': expected WIDTHxHEIGHT, each 1 to 16384";
 }
 
+std::string cube_size_text(const std::string& s) {
+  char* end = nullptr;
+  errno = 0;
+  long n = s.empty() || std::isspace(static_cast<unsigned char>(s[0])) ? 0 : std::strtol(s.c_str(), &end, 10);
+  bool ok = end && *end == '\0' && errno != ERANGE && n >= 2 && n <= 129;
+  return ok ? "" : "'" + s + "': expected a whole number from 2 to 129";
+}
+
 struct Raw {
   std::vector<std::string> sets;
   double time = 0;
-  std::string frames, size, plugin;
+  std::string frames, size, plugin, export_cube, export_ocio, cube_size;
 };
 
 void define_options(CLI::App& app, Options& o, Raw& raw) {
@@ -106,6 +117,29 @@ void define_options(CLI::App& app, Options& o, Raw& raw) {
                  "/usr/OFX/Plugins, else the one built with this tool)")
       ->type_name("PATH");
   app.add_flag("-q,--quiet", o.quiet, "no progress on stderr");
+
+  const char* const kExport = "Taking the look elsewhere";
+  auto* cube = app.add_option("--export-cube", raw.export_cube,
+                              "write the grade of the current settings as a 3D LUT (.cube),\n"
+                              "without the optical effects")
+                   ->type_name("FILE")
+                   ->group(kExport);
+  auto* ocio = app.add_option("--export-ocio", raw.export_ocio,
+                              "write an OpenColorIO config into DIRECTORY: the camera's log\n"
+                              "footage as input, display Rec.709 with a view per look")
+                   ->type_name("DIRECTORY")
+                   ->group(kExport);
+  app.add_option("--cube-size", raw.cube_size, "points along each axis of a cube (2 to 129, default 33)")
+      ->type_name("N")
+      ->check(CLI::Validator(cube_size_text, ""))
+      ->group(kExport);
+  auto* sheet = app.add_flag("--contact-sheet", o.contact_sheet,
+                             "render the frame with each of the twelve looks, 4 across\n"
+                             "and 3 down, labelled, into OUTPUT")
+                    ->group(kExport);
+  for (auto* exporting : {cube, ocio}) exporting->excludes(time)->excludes(frames)->excludes(demo)->excludes(sheet);
+  cube->excludes(ocio);
+  sheet->excludes(frames);
   app.add_option("files", o.files)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)->group("");
 }
 
@@ -154,6 +188,12 @@ std::optional<Options> parse_command_line(int argc, char** argv) {
   if (app.count("--time")) o.time = raw.time;
   if (app.count("--frames")) o.frames = raw.frames;
   if (app.count("--plugin")) o.plugin = raw.plugin;
+  if (app.count("--export-cube")) o.export_cube = raw.export_cube;
+  if (app.count("--export-ocio")) o.export_ocio = raw.export_ocio;
+  if (app.count("--cube-size")) {
+    if (!o.export_cube && !o.export_ocio) fail(kExitUsage, "--cube-size goes with --export-cube or --export-ocio");
+    o.cube_size = std::atoi(raw.cube_size.c_str());
+  }
   if (app.count("--size")) std::sscanf(raw.size.c_str(), "%d%*c%d", &o.demo_width, &o.demo_height);
   return o;
 }

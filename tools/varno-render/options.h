@@ -23,6 +23,12 @@ struct Options {
   std::optional<std::string> frames;   // --frames A-B, checked by parse_frames
   bool demo = false;                   // --demo
   int demo_width = 1920, demo_height = 1080;  // --size WxH
+
+  // The grade elsewhere (export.cpp, contact_sheet.cpp).
+  std::optional<std::string> export_cube;  // --export-cube FILE
+  std::optional<std::string> export_ocio;  // --export-ocio DIRECTORY
+  std::optional<int> cube_size;            // --cube-size N, 2 to 129
+  bool contact_sheet = false;              // --contact-sheet
 };
 
 // Parses the command line. --help prints the usage to stdout and gives no options.
