@@ -1,9 +1,11 @@
 // Chromatic aberration: red sampled a little nearer the centre, blue a little
 // further out, by an amount growing with the square of the distance. Green stays.
+#include <algorithm>
 #include <vector>
 
 #include "fx/fx.h"
 #include "render/parallelo.h"
+#include "render/scorta.h"
 
 namespace varno {
 
@@ -40,7 +42,9 @@ void fx_aberrazione(Immagine& img, const Quadro& q, float ca) {
   const int64_t h = q.altezza;
   if (w <= 0 || h <= 0) return;
 
-  const Immagine copia(img.begin(), img.begin() + w * h * 3);
+  Prestito prestito(static_cast<size_t>(w * h * 3));
+  const Immagine& copia = *prestito;
+  std::copy(img.begin(), img.begin() + w * h * 3, prestito->begin());
   const float cx = static_cast<float>(q.larghezza) * 0.5f;
   const float cy = static_cast<float>(q.altezza) * 0.5f;
   const float lx = static_cast<float>(q.larghezza) - 1.001f;

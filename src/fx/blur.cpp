@@ -7,6 +7,7 @@
 
 #include "fx/campiona.h"
 #include "render/parallelo.h"
+#include "render/scorta.h"
 
 namespace varno {
 
@@ -106,7 +107,8 @@ void box_blur(Piano& piano, int32_t larghezza, int32_t altezza, int32_t raggio, 
   const int64_t w = larghezza;
   const int64_t h = altezza;
   const int64_t r = raggio;
-  Piano scratch(static_cast<size_t>(w * h), 0.0f);
+  Prestito prestito(static_cast<size_t>(w * h));
+  Piano& scratch = *prestito;
   float* p = piano.data();
   float* s = scratch.data();
   // Columns go in groups, but never fewer groups than threads, nor so few
@@ -134,7 +136,8 @@ void blur_su_ridotta(Piano& piano, int32_t larghezza, int32_t altezza, int32_t r
   if (larghezza < 1 || altezza < 1) return;
   const int32_t w2 = lato_ridotto(larghezza, riduzione);
   const int32_t h2 = lato_ridotto(altezza, riduzione);
-  Piano copia(static_cast<size_t>(static_cast<int64_t>(w2) * h2), 0.0f);
+  Prestito prestito(static_cast<size_t>(static_cast<int64_t>(w2) * h2));
+  Piano& copia = *prestito;
   riduci_blocchi(piano, larghezza, altezza, riduzione, copia, w2, h2);
   const int32_t r2 = raggio / riduzione;
   box_blur(copia, w2, h2, r2 > 1 ? r2 : 1, 3);
@@ -150,8 +153,9 @@ void blur_orizz_su_ridotta(Piano& piano, int32_t larghezza, int32_t altezza, int
   const int32_t w2 = lato_ridotto(larghezza, riduzione);
   const int32_t h2 = lato_ridotto(altezza, riduzione);
   const size_t n2 = static_cast<size_t>(static_cast<int64_t>(w2) * h2);
-  Piano copia(n2, 0.0f);
-  Piano altra(n2, 0.0f);
+  Prestito prestito_copia(n2), prestito_altra(n2);
+  Piano& copia = *prestito_copia;
+  Piano& altra = *prestito_altra;
   riduci_blocchi(piano, larghezza, altezza, riduzione, copia, w2, h2);
   const int32_t r2q = raggio / riduzione;
   const int64_t r2 = r2q > 1 ? r2q : 1;

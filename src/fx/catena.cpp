@@ -1,6 +1,7 @@
 #include <cmath>
 #include <limits>
 
+#include "fx/campiona.h"
 #include "fx/fx.h"
 #include "render/parallelo.h"
 #include "render/scorta.h"
@@ -33,11 +34,7 @@ Quadro calcola_quadro(int32_t larghezza, int32_t altezza) {
 }
 
 void aggiorna_luma(const Immagine& img, Piano& luma, const Quadro& q) {
-  const int64_t w = q.larghezza;
-  parallel_for(static_cast<uint64_t>(q.altezza), [&](uint64_t y) {
-    const int64_t base = static_cast<int64_t>(y) * w;
-    for (int64_t x = 0; x < w; ++x) luma[static_cast<size_t>(base + x)] = luma_pixel(&img[static_cast<size_t>((base + x) * 3)]);
-  });
+  per_pixel(q, [&](size_t i) { luma[i] = luma_pixel(&img[i * 3]); });
 }
 
 void applica_fx(Immagine& img, int32_t larghezza, int32_t altezza, const FxRicetta& ricetta) {

@@ -27,7 +27,7 @@ int32_t arrotonda_raggio(double prodotto);
 int32_t calcola_riduzione(int32_t lato_max);
 Quadro calcola_quadro(int32_t larghezza, int32_t altezza);
 
-inline float luma_pixel(const float* p) { return p[0] * 0.2126f + p[1] * 0.7152f + p[2] * 0.0722f; }
+inline float luma_pixel(const float* p) { return luminanza(p[0], p[1], p[2]); }
 // Recomputes the whole plane from the live picture.
 void aggiorna_luma(const Immagine& img, Piano& luma, const Quadro& q);
 

@@ -3,6 +3,7 @@
 #include "fx/campiona.h"
 #include "fx/fx.h"
 #include "render/parallelo.h"
+#include "render/scorta.h"
 
 namespace varno {
 
@@ -25,7 +26,8 @@ void fx_grana(Immagine& img, const Quadro& q, float grana, int32_t fotogramma) {
   const int32_t hg = static_cast<int32_t>((h + 1) / 2);
   const uint32_t f = static_cast<uint32_t>(fotogramma);
 
-  Piano rumore(static_cast<size_t>(int64_t{wg} * hg));
+  Prestito prestito(static_cast<size_t>(int64_t{wg} * hg));
+  Piano& rumore = *prestito;
   parallel_for(static_cast<uint64_t>(hg), [&](uint64_t yy) {
     const uint32_t y = static_cast<uint32_t>(yy);
     float* riga = &rumore[static_cast<size_t>(yy * static_cast<uint64_t>(wg))];

@@ -1,7 +1,7 @@
 #include "fx/nebbia.h"
 
 #include "fx/blur.h"
-#include "render/parallelo.h"
+#include "fx/campiona.h"
 
 namespace varno {
 
@@ -11,23 +11,14 @@ MisuraNebbia misura_nebbia(const Quadro& q) {
   return {raggio, q.riduzione < 2 ? 2 : q.riduzione};
 }
 
-std::array<Piano, 3> alone_colorato(const Immagine& img, const Piano& luma, const Quadro& q, float inizio,
-                                    float ampiezza, const MisuraNebbia& m) {
-  const int64_t w = q.larghezza;
-  const size_t n = static_cast<size_t>(w * q.altezza);
-  std::array<Piano, 3> alone = {Piano(n), Piano(n), Piano(n)};
-  parallel_for(static_cast<uint64_t>(q.altezza), [&](uint64_t yy) {
-    const int64_t base = static_cast<int64_t>(yy) * w;
-    for (int64_t x = 0; x < w; ++x) {
-      const size_t i = static_cast<size_t>(base + x);
-      const float t = (luma[i] - inizio) / ampiezza;
-      float peso = 0.0f;  // a NaN falls here too
-      if (t > 0.0f) peso = t >= 1.0f ? 1.0f : t * t;
-      for (int c = 0; c < 3; ++c) alone[c][i] = img[i * 3 + static_cast<size_t>(c)] * peso;
-    }
+void alone_colorato(const Immagine& img, const Piano& luma, const Quadro& q, float inizio, float ampiezza,
+                    const MisuraNebbia& m, Piano* const alone[3]) {
+  per_pixel(q, [&](size_t i) {
+    const float t = rampa(luma[i], inizio, ampiezza);
+    const float peso = t * t;
+    for (int c = 0; c < 3; ++c) (*alone[c])[i] = img[i * 3 + static_cast<size_t>(c)] * peso;
   });
-  for (Piano& a : alone) blur_su_ridotta(a, q.larghezza, q.altezza, m.raggio, m.riduzione);
-  return alone;
+  for (int c = 0; c < 3; ++c) blur_su_ridotta(*alone[c], q.larghezza, q.altezza, m.raggio, m.riduzione);
 }
 
 }  // namespace varno

@@ -2,7 +2,6 @@
 // own colour.
 #pragma once
 
-#include <array>
 #include <cstdint>
 
 #include "fx/fx.h"
@@ -18,8 +17,8 @@ MisuraNebbia misura_nebbia(const Quadro& q);
 
 // Each channel weighted by a squared ramp of luma from `inizio` over
 // `ampiezza`, then blurred on a reduced copy: the halo keeps the colour of the
-// highlight that casts it.
-std::array<Piano, 3> alone_colorato(const Immagine& img, const Piano& luma, const Quadro& q, float inizio,
-                                    float ampiezza, const MisuraNebbia& m);
+// highlight that casts it. Fills the three planes of `alone`, each a frame.
+void alone_colorato(const Immagine& img, const Piano& luma, const Quadro& q, float inizio, float ampiezza,
+                    const MisuraNebbia& m, Piano* const alone[3]);
 
 }  // namespace varno

@@ -1,11 +1,13 @@
 // Star filter: thin white rays through the brightest points, drawn on a
 // reduced copy of a highlight mask, one straight line per direction.
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
 #include "fx/campiona.h"
 #include "fx/fx.h"
 #include "render/parallelo.h"
+#include "render/scorta.h"
 
 namespace varno {
 
@@ -16,23 +18,20 @@ void fx_stella(Immagine& img, const Piano& luma, const Quadro& q, float stella, 
   if (w <= 0 || h <= 0 || rid <= 0) return;
 
   // Highlight mask: the luminance itself under a squared ramp from 0.85 to 1.
-  Piano maschera(static_cast<size_t>(w * h));
-  parallel_for(static_cast<uint64_t>(h), [&](uint64_t yy) {
-    const int64_t base = static_cast<int64_t>(yy) * w;
-    for (int64_t x = 0; x < w; ++x) {
-      const float l = luma[static_cast<size_t>(base + x)];
-      const float t = (l - 0.85f) / 0.15f;
-      float m = 0.0f;
-      if (t > 0.0f) m = t >= 1.0f ? l : t * t * l;
-      maschera[static_cast<size_t>(base + x)] = m;
-    }
+  Prestito prestito_maschera(static_cast<size_t>(w * h));
+  Piano& maschera = *prestito_maschera;
+  per_pixel(q, [&](size_t i) {
+    const float l = luma[i];
+    const float t = rampa(l, 0.85f, 0.15f);
+    maschera[i] = t > 0.0f ? (t >= 1.0f ? l : t * t * l) : 0.0f;
   });
 
   const int32_t w2 = q.larghezza / rid > 1 ? q.larghezza / rid : 1;
   const int32_t h2 = q.altezza / rid > 1 ? q.altezza / rid : 1;
-  Piano ridotta(static_cast<size_t>(int64_t{w2} * h2));
+  const size_t n2 = static_cast<size_t>(int64_t{w2} * h2);
+  Prestito prestito_ridotta(n2);
+  Piano& ridotta = *prestito_ridotta;
   riduci_blocchi(maschera, q.larghezza, q.altezza, rid, ridotta, w2, h2);
-  Piano().swap(maschera);
 
   int32_t direzioni = 2;
   float angolo0 = 0.0f;
@@ -61,10 +60,12 @@ void fx_stella(Immagine& img, const Piano& luma, const Quadro& q, float stella, 
     peso_totale += p;
   }
 
-  Piano accumulo(static_cast<size_t>(int64_t{w2} * h2), 0.0f);
+  Prestito prestito_accumulo(n2), prestito_somma(n2);
+  Piano& accumulo = *prestito_accumulo;
+  std::fill(accumulo.begin(), accumulo.end(), 0.0f);
   // Per-row running sums: each pixel still adds its taps in ascending k, but
   // one tap at a time across the whole row, which keeps the inner loop flat.
-  Piano somma(static_cast<size_t>(int64_t{w2} * h2));
+  Piano& somma = *prestito_somma;
   std::vector<int64_t> sx(static_cast<size_t>(taps)), sy(static_cast<size_t>(taps));
 
   for (int32_t d = 0; d < direzioni; ++d) {
@@ -96,8 +97,6 @@ void fx_stella(Immagine& img, const Piano& luma, const Quadro& q, float stella, 
       for (int64_t x = 0; x < w2; ++x) acc[x] += riga[x] / peso_totale;
     });
   }
-  Piano().swap(somma);
-  Piano().swap(ridotta);
 
   parallel_for(static_cast<uint64_t>(h), [&](uint64_t yy) {
     const int64_t y = static_cast<int64_t>(yy);

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "fx/campiona.h"
 #include "fx/fx.h"
 #include "render/parallelo.h"
 
@@ -78,13 +79,10 @@ void fx_vignetta(Immagine& img, const Quadro& q, float vignetta) {
   const std::vector<float>& m = *tenuta;
   const int64_t w = q.larghezza;
   if (q.larghezza < 1 || q.altezza < 1 || m.size() / static_cast<size_t>(w) < static_cast<size_t>(q.altezza)) return;
-  parallel_for(static_cast<uint64_t>(q.altezza), [&](uint64_t y) {
-    const int64_t base = static_cast<int64_t>(y) * w;
-    for (int64_t i = base; i < base + w; ++i) {
-      const float k = 1.0f - m[static_cast<size_t>(i)] * vignetta;
-      float* p = &img[static_cast<size_t>(i * 3)];
-      for (int c = 0; c < 3; ++c) p[c] = limita01(p[c] * k);
-    }
+  per_pixel(q, [&](size_t i) {
+    const float k = 1.0f - m[i] * vignetta;
+    float* p = &img[i * 3];
+    for (int c = 0; c < 3; ++c) p[c] = limita01(p[c] * k);
   });
 }
 
