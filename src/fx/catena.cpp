@@ -1,8 +1,8 @@
 #include <cmath>
 #include <limits>
 
-#include "fx/campiona.h"
 #include "fx/fx.h"
+#include "fx/piani.h"
 #include "render/parallelo.h"
 #include "render/scorta.h"
 
@@ -34,7 +34,12 @@ Quadro calcola_quadro(int32_t larghezza, int32_t altezza) {
 }
 
 void aggiorna_luma(const Immagine& img, Piano& luma, const Quadro& q) {
-  per_pixel(q, [&](size_t i) { luma[i] = luma_pixel(&img[i * 3]); });
+  const Nuclei& k = nuclei();
+  const int64_t w = q.larghezza;
+  parallel_for(static_cast<uint64_t>(q.altezza), [&](uint64_t y) {
+    const int64_t i = static_cast<int64_t>(y) * w;
+    k.luma(img.data() + i * 3, luma.data() + i, w);
+  });
 }
 
 void applica_fx(Immagine& img, int32_t larghezza, int32_t altezza, const FxRicetta& ricetta) {
@@ -49,45 +54,40 @@ void applica_fx(Immagine& img, int32_t larghezza, int32_t altezza, const FxRicet
   Piano& luma = *prestito;
   aggiorna_luma(img, luma, q);
 
-  // Each amount is its own switch: 0, negative and not-a-number all skip.
-  if (ricetta.enhance > 0.0f) {
-    fx_enhance(img, luma, q, ricetta.enhance);
-    aggiorna_luma(img, luma, q);
-  }
-  if (ricetta.pelle > 0.0f) {
-    fx_pelle(img, luma, q, ricetta.pelle);
-    aggiorna_luma(img, luma, q);
-  }
-  if (ricetta.halation > 0.0f) {
-    fx_halation(img, luma, q, ricetta.halation);
-    aggiorna_luma(img, luma, q);
-  }
-  // No refresh after bloom: what follows builds its mask from the picture
+  // The nine stages that read luma, in the chain's order. Each amount is its
+  // own switch: 0, negative and not-a-number all skip.
+  const float accesi[9] = {ricetta.enhance, ricetta.pelle,   ricetta.halation, ricetta.bloom,  ricetta.streak,
+                           ricetta.promist, ricetta.stella,  ricetta.mistw,    ricetta.glimmer};
+  int ultimo = -1;
+  for (int i = 0; i < 9; ++i)
+    if (accesi[i] > 0.0f) ultimo = i;
+
+  // The vignette and the grain ride on the last pass that writes the picture
+  // before them: aberration's if it runs, else the last stage's composite.
+  const CodaCatena coda(nuclei(), q, ricetta.vignetta, ricetta.grana, ricetta.fotogramma);
+  const bool aberrazione = ricetta.ca > 0.0f;
+  const Coda* coda_fusa = coda.vuota() || aberrazione ? nullptr : &coda.coda();
+
+  // Each stage refreshes luma in its last pass when a later stage will read
+  // it; bloom never does, so what follows builds its mask from the picture
   // before the bloom, which keeps the streak from feeding on the glow.
-  if (ricetta.bloom > 0.0f) fx_bloom(img, luma, q, ricetta.bloom);
-  if (ricetta.streak > 0.0f) {
-    fx_streak(img, luma, q, ricetta.streak);
-    aggiorna_luma(img, luma, q);
+  auto seguito = [&](int i) {
+    return Seguito{i < ultimo && i != 3 ? &luma : nullptr, i == ultimo ? coda_fusa : nullptr};
+  };
+  if (accesi[0] > 0.0f) fx_enhance(img, luma, q, ricetta.enhance, seguito(0));
+  if (accesi[1] > 0.0f) fx_pelle(img, luma, q, ricetta.pelle, seguito(1));
+  if (accesi[2] > 0.0f) fx_halation(img, luma, q, ricetta.halation, seguito(2));
+  if (accesi[3] > 0.0f) fx_bloom(img, luma, q, ricetta.bloom, seguito(3));
+  if (accesi[4] > 0.0f) fx_streak(img, luma, q, ricetta.streak, seguito(4));
+  if (accesi[5] > 0.0f) fx_promist(img, luma, q, ricetta.promist, seguito(5));
+  if (accesi[6] > 0.0f) fx_stella(img, luma, q, ricetta.stella, ricetta.punte, seguito(6));
+  if (accesi[7] > 0.0f) fx_mistw(img, luma, q, ricetta.mistw, seguito(7));
+  if (accesi[8] > 0.0f) fx_glimmer(img, luma, q, ricetta.glimmer, seguito(8));
+  if (aberrazione) {
+    fx_aberrazione(img, q, ricetta.ca, coda.vuota() ? nullptr : &coda.coda());
+  } else if (!coda.vuota() && ultimo < 0) {
+    componi(nuclei(), composto(Composto::nessuno, img, q, 0.0f, Seguito{nullptr, &coda.coda()}));
   }
-  if (ricetta.promist > 0.0f) {
-    fx_promist(img, luma, q, ricetta.promist);
-    aggiorna_luma(img, luma, q);
-  }
-  if (ricetta.stella > 0.0f) {
-    fx_stella(img, luma, q, ricetta.stella, ricetta.punte);
-    aggiorna_luma(img, luma, q);
-  }
-  if (ricetta.mistw > 0.0f) {
-    fx_mistw(img, luma, q, ricetta.mistw);
-    aggiorna_luma(img, luma, q);
-  }
-  if (ricetta.glimmer > 0.0f) {
-    fx_glimmer(img, luma, q, ricetta.glimmer);
-    aggiorna_luma(img, luma, q);
-  }
-  if (ricetta.ca > 0.0f) fx_aberrazione(img, q, ricetta.ca);
-  if (ricetta.vignetta > 0.0f) fx_vignetta(img, q, ricetta.vignetta);
-  if (ricetta.grana > 0.0f) fx_grana(img, q, ricetta.grana, ricetta.fotogramma);
 }
 
 }  // namespace varno

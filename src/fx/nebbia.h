@@ -15,10 +15,4 @@ struct MisuraNebbia {
 
 MisuraNebbia misura_nebbia(const Quadro& q);
 
-// Each channel weighted by a squared ramp of luma from `inizio` over
-// `ampiezza`, then blurred on a reduced copy: the halo keeps the colour of the
-// highlight that casts it. Fills the three planes of `alone`, each a frame.
-void alone_colorato(const Immagine& img, const Piano& luma, const Quadro& q, float inizio, float ampiezza,
-                    const MisuraNebbia& m, Piano* const alone[3]);
-
 }  // namespace varno

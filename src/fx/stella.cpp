@@ -4,34 +4,18 @@
 #include <cmath>
 #include <vector>
 
-#include "fx/campiona.h"
 #include "fx/fx.h"
+#include "fx/piani.h"
 #include "render/parallelo.h"
-#include "render/scorta.h"
 
 namespace varno {
 
-void fx_stella(Immagine& img, const Piano& luma, const Quadro& q, float stella, int32_t punte) {
+void fx_stella(Immagine& img, const Piano& luma, const Quadro& q, float stella, int32_t punte, const Seguito& poi) {
   const int64_t w = q.larghezza;
   const int64_t h = q.altezza;
   const int32_t rid = q.riduzione;
   if (w <= 0 || h <= 0 || rid <= 0) return;
-
-  // Highlight mask: the luminance itself under a squared ramp from 0.85 to 1.
-  Prestito prestito_maschera(static_cast<size_t>(w * h));
-  Piano& maschera = *prestito_maschera;
-  per_pixel(q, [&](size_t i) {
-    const float l = luma[i];
-    const float t = rampa(l, 0.85f, 0.15f);
-    maschera[i] = t > 0.0f ? (t >= 1.0f ? l : t * t * l) : 0.0f;
-  });
-
-  const int32_t w2 = q.larghezza / rid > 1 ? q.larghezza / rid : 1;
-  const int32_t h2 = q.altezza / rid > 1 ? q.altezza / rid : 1;
-  const size_t n2 = static_cast<size_t>(int64_t{w2} * h2);
-  Prestito prestito_ridotta(n2);
-  Piano& ridotta = *prestito_ridotta;
-  riduci_blocchi(maschera, q.larghezza, q.altezza, rid, ridotta, w2, h2);
+  const Nuclei& k = nuclei();
 
   int32_t direzioni = 2;
   float angolo0 = 0.0f;
@@ -49,68 +33,56 @@ void fx_stella(Immagine& img, const Piano& luma, const Quadro& q, float stella, 
   const int64_t mezza = ml;
   const int64_t taps = 2 * mezza + 1;
 
+  // The highlight mask (the luminance itself under a squared ramp from 0.85)
+  // reduced into a plane with a zero border as wide as a ray's reach: a tap
+  // that falls off the plane reads +0 there instead of being skipped.
+  const int64_t w2 = lato_ridotto(w, rid), h2 = lato_ridotto(h, rid);
+  const int64_t passo = w2 + 2 * mezza;
+  const int64_t righe = h2 + 2 * mezza;
+  Prestito bordato(static_cast<size_t>(passo * righe + 4 * kMarginePiano));
+  float* const origine = bordato.data() + mezza * passo + mezza;
+  std::fill(bordato.data(), origine, 0.0f);
+  parallel_for(static_cast<uint64_t>(h2), [&](uint64_t y) {
+    float* r = origine + static_cast<int64_t>(y) * passo + w2;
+    std::fill(r, r + 2 * mezza, 0.0f);
+  });
+  std::fill(origine + h2 * passo - mezza, bordato.data() + bordato->size(), 0.0f);
+  float* uscite[4] = {origine};
+  riduci_maschera(k, Maschera::stella, luma, nullptr, q, rid, uscite, passo);
+
   // Tap weights fade linearly; taps that fall outside still count in the total,
-  // so rays weaken towards the frame's edges.
+  // so rays weaken towards the frame's edges. Offsets per line, x then y.
   std::vector<float> peso(static_cast<size_t>(taps));
   float peso_totale = 0.0f;
-  for (int64_t k = -mezza; k <= mezza; ++k) {
-    const int64_t a = k < 0 ? -k : k;
-    const float p = 1.0f - static_cast<float>(a) / static_cast<float>(mezza + 1);
-    peso[static_cast<size_t>(k + mezza)] = p;
+  for (int64_t t = -mezza; t <= mezza; ++t) {
+    const float p = 1.0f - static_cast<float>(t < 0 ? -t : t) / static_cast<float>(mezza + 1);
+    peso[static_cast<size_t>(t + mezza)] = p;
     peso_totale += p;
   }
-
-  Prestito prestito_accumulo(n2), prestito_somma(n2);
-  Piano& accumulo = *prestito_accumulo;
-  std::fill(accumulo.begin(), accumulo.end(), 0.0f);
-  // Per-row running sums: each pixel still adds its taps in ascending k, but
-  // one tap at a time across the whole row, which keeps the inner loop flat.
-  Piano& somma = *prestito_somma;
-  std::vector<int64_t> sx(static_cast<size_t>(taps)), sy(static_cast<size_t>(taps));
-
+  std::vector<int32_t> spostamenti(static_cast<size_t>(direzioni * 2 * taps));
   for (int32_t d = 0; d < direzioni; ++d) {
     const float theta = static_cast<float>(d) * 3.1415927f / static_cast<float>(direzioni) + angolo0;
     const float s = std::sin(theta);
     const float c = std::cos(theta);
-    for (int64_t k = -mezza; k <= mezza; ++k) {
-      const float fk = static_cast<float>(k);
-      sx[static_cast<size_t>(k + mezza)] = std::lround(fk * c);
-      sy[static_cast<size_t>(k + mezza)] = std::lround(fk * s);
+    int32_t* ox = &spostamenti[static_cast<size_t>(d * 2 * taps)];
+    for (int64_t t = -mezza; t <= mezza; ++t) {
+      const float ft = static_cast<float>(t);
+      ox[t + mezza] = static_cast<int32_t>(std::lround(ft * c));
+      ox[taps + t + mezza] = static_cast<int32_t>(std::lround(ft * s));
     }
-    parallel_for(static_cast<uint64_t>(h2), [&](uint64_t yy) {
-      const int64_t y = static_cast<int64_t>(yy);
-      float* riga = &somma[static_cast<size_t>(y * w2)];
-      for (int64_t x = 0; x < w2; ++x) riga[x] = 0.0f;
-      for (int64_t i = 0; i < taps; ++i) {
-        const int64_t ty = y + sy[static_cast<size_t>(i)];
-        if (ty < 0 || ty >= h2) continue;
-        const int64_t ox = sx[static_cast<size_t>(i)];
-        // x + ox must land in 0..w2-1.
-        const int64_t x0 = ox < 0 ? -ox : 0;
-        const int64_t x1 = ox > 0 ? w2 - ox : w2;
-        if (x0 >= x1) continue;
-        const float p = peso[static_cast<size_t>(i)];
-        const float* src = &ridotta[static_cast<size_t>(ty * w2)];
-        for (int64_t x = x0; x < x1; ++x) riga[x] += p * src[x + ox];
-      }
-      float* acc = &accumulo[static_cast<size_t>(y * w2)];
-      for (int64_t x = 0; x < w2; ++x) acc[x] += riga[x] / peso_totale;
-    });
   }
 
-  parallel_for(static_cast<uint64_t>(h), [&](uint64_t yy) {
-    const int64_t y = static_cast<int64_t>(yy);
-    for (int64_t x = 0; x < w; ++x) {
-      const float a = campiona_ridotta(accumulo, w2, h2, x, y, rid);
-      float hv = a * stella * 2.4f;
-      if (hv > 1.0f) hv = 1.0f;
-      float* p = &img[static_cast<size_t>((y * w + x) * 3)];
-      // One value for all channels: the rays are white whatever their source.
-      p[0] = schermo(hv, p[0]);
-      p[1] = schermo(hv, p[1]);
-      p[2] = schermo(hv, p[2]);
-    }
+  PianoPrestato accumulo(w2, h2);
+  parallel_for(static_cast<uint64_t>(h2), [&](uint64_t y) {
+    k.stella(origine, passo, w2, static_cast<int64_t>(y), direzioni, taps, spostamenti.data(), peso.data(),
+             peso_totale, accumulo.dati() + static_cast<int64_t>(y) * w2);
   });
+
+  const Tabella t(k, w, rid, w2, h2);
+  ParamComposto c = composto(Composto::stella, img, q, stella, poi);
+  c.piani[0] = accumulo.dati();
+  c.ingrandimento = t.ingrandimento();
+  componi(k, c);
 }
 
 }  // namespace varno

@@ -1,0 +1,609 @@
+// The body of the effect kernels, written once over N-float vectors and built
+// by each variant file with its own target (see vettore.h). Each kernel does
+// what the one-pixel rule does, lane by lane, in the rule's order.
+#pragma once
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+
+#include "fx/nuclei.h"
+#include "fx/vettore.h"
+
+namespace varno {
+namespace {
+
+NUCLEO int64_t minore(int64_t a, int64_t b) { return a < b ? a : b; }
+NUCLEO int64_t maggiore(int64_t a, int64_t b) { return a > b ? a : b; }
+
+template <class T>
+NUCLEO T carica_t(const T* p) {
+  T v;
+  std::memcpy(&v, p, sizeof v);
+  return v;
+}
+
+// --- Luminance -----------------------------------------------------------------
+
+VARNO_VARIANTE void k_luma(const float* rgb, float* luma, int64_t n) {
+  for (int64_t x = 0; x < n; x += N) {
+    const int64_t k = minore(N, n - x);
+    VF r, g, b;
+    leggi_rgb(rgb + 3 * x, r, g, b, k);
+    salva(luma + x, luminanza(r, g, b), k);
+  }
+}
+
+// --- Running sums --------------------------------------------------------------
+
+// Along rows: the band is turned so that each lane carries one row, the sum
+// runs down the turned band exactly as it would along each row, and the
+// results are turned back. Reads the whole band before writing, so src may be dst.
+VARNO_VARIANTE void k_orizzontale(const float* src, float* dst, int64_t passo, int64_t righe, int64_t n,
+                                  int64_t raggio, float* appoggio) {
+  for (int64_t xb = 0; xb < n; xb += N) {
+    const int64_t k = minore(N, n - xb);
+    VF v[N];
+    for (int i = 0; i < N; ++i) v[i] = i < righe ? carica(src + i * passo + xb, k) : VF{};
+    trasponi(v);
+    for (int64_t j = 0; j < k; ++j) salva(appoggio + (xb + j) * N, v[j]);
+  }
+  const float finestra = static_cast<float>(2 * raggio + 1);
+  const int64_t ultimo = n - 1;
+  VF somma = {};
+  for (int64_t k = -raggio; k <= raggio; ++k) somma += carica(appoggio + (k < 0 ? 0 : (k > ultimo ? ultimo : k)) * N);
+  for (int64_t xb = 0; xb < n; xb += N) {
+    const int64_t k = minore(N, n - xb);
+    VF blocco[N];
+    for (int64_t j = 0; j < k; ++j) {
+      const int64_t x = xb + j;
+      blocco[j] = somma / finestra;
+      const int64_t entra = x + raggio + 1 < ultimo ? x + raggio + 1 : ultimo;
+      const int64_t esce = x - raggio > 0 ? x - raggio : 0;
+      somma = somma + (carica(appoggio + entra * N) - carica(appoggio + esce * N));
+    }
+    for (int64_t j = k; j < N; ++j) blocco[j] = VF{};
+    trasponi(blocco);
+    for (int64_t i = 0; i < righe; ++i) salva(dst + i * passo + xb, blocco[i], k);
+  }
+}
+
+// Down adjacent columns, one lane a column.
+VARNO_VARIANTE void k_verticale(const float* src, float* dst, int64_t passo, int64_t h, int64_t colonne,
+                                int64_t raggio) {
+  constexpr int64_t kMax = kColonneVerticali / N;
+  const int64_t intere = colonne / N;
+  const int64_t resto = colonne - intere * N;
+  const int64_t nv = intere + (resto > 0 ? 1 : 0);
+  VF somma[kMax];
+  for (int64_t j = 0; j < nv; ++j) somma[j] = VF{};
+  const int64_t ultimo = h - 1;
+  for (int64_t k = -raggio; k <= raggio; ++k) {
+    const float* riga = src + (k < 0 ? 0 : (k > ultimo ? ultimo : k)) * passo;
+    for (int64_t j = 0; j < intere; ++j) somma[j] += carica(riga + j * N);
+    if (resto > 0) somma[intere] += carica(riga + intere * N, resto);
+  }
+  const float finestra = static_cast<float>(2 * raggio + 1);
+  for (int64_t y = 0; y < h; ++y) {
+    const int64_t entra = y + raggio + 1 < ultimo ? y + raggio + 1 : ultimo;
+    const int64_t esce = y - raggio > 0 ? y - raggio : 0;
+    const float* a = src + entra * passo;
+    const float* b = src + esce * passo;
+    float* d = dst + y * passo;
+    for (int64_t j = 0; j < intere; ++j) {
+      salva(d + j * N, somma[j] / finestra);
+      somma[j] = somma[j] + (carica(a + j * N) - carica(b + j * N));
+    }
+    if (resto > 0) {
+      salva(d + intere * N, somma[intere] / finestra, resto);
+      somma[intere] = somma[intere] + (carica(a + intere * N, resto) - carica(b + intere * N, resto));
+    }
+  }
+}
+
+// --- Masks and block means -------------------------------------------------------
+
+constexpr int piani_di(Maschera m) {
+  return m == Maschera::alone_bianco ? 4 : (m == Maschera::alone_nero ? 3 : 1);
+}
+
+// The mask values of n pixels from luma l (and the picture's pixels at rgb).
+template <Maschera M>
+NUCLEO void valori_maschera(VF l, const float* rgb, int64_t n, VF* m) {
+  if constexpr (M == Maschera::luma) {
+    m[0] = l;
+  } else if constexpr (M == Maschera::halation) {
+    const VF t = rampa(l, 0.62f, 0.38f);
+    VF v = t;
+    const VI dentro = (t > VF{}) & (t < uguali(1.0f));
+    for (int i = 0; i < N; ++i)
+      if (dentro[i]) v[i] = std::pow(t[i], 1.6f);  // 0 and 1 are their own powers
+    m[0] = v;
+  } else if constexpr (M == Maschera::bloom) {
+    const VF t = rampa(l, 0.72f, 0.28f);
+    m[0] = l * t * t;
+  } else if constexpr (M == Maschera::streak) {
+    const VF t = rampa(l, 0.8f, 0.2f);
+    m[0] = t * t * l;
+  } else if constexpr (M == Maschera::stella) {
+    const VF t = rampa(l, 0.85f, 0.15f);
+    m[0] = t > VF{} ? (t >= uguali(1.0f) ? l : t * t * l) : VF{};
+  } else if constexpr (M == Maschera::glimmer) {
+    const VF t = rampa(l, 0.55f, 0.45f);
+    m[0] = t > VF{} ? (t >= uguali(1.0f) ? l : l * t) : VF{};
+  } else {
+    constexpr int primo = M == Maschera::alone_bianco ? 1 : 0;
+    const VF t = M == Maschera::alone_bianco ? rampa(l, 0.35f, 0.65f) : rampa(l, 0.45f, 0.55f);
+    const VF peso = t * t;
+    VF r, g, b;
+    leggi_rgb(rgb, r, g, b, n);
+    if constexpr (primo == 1) m[0] = l;
+    m[primo + 0] = r * peso;
+    m[primo + 1] = g * peso;
+    m[primo + 2] = b * peso;
+  }
+}
+
+// Reduced row Y: each block's mask values summed row after row from 0, then
+// divided by the count of its samples inside the frame. Reduced columns go in
+// groups whose mask rows fit on the stack; samples past the frame's last
+// column read as +0, which leaves a sum that never is -0 unchanged.
+template <Maschera M, int F>
+VARNO_VARIANTE void k_riduci(const ParamRiduzione& p, int64_t Y) {
+  constexpr int K = piani_di(M);
+  constexpr int64_t kGruppo = 4 * N;  // reduced columns a group
+  const int64_t f = F;
+  const int64_t w = p.larghezza;
+  const int64_t y0 = Y * f;
+  const int64_t y1 = minore(y0 + f, p.altezza);
+  const float conta = static_cast<float>((y1 - y0) * minore(f, w));
+  alignas(64) float m[K][kGruppo * F];
+  for (int64_t Xa = 0; Xa < p.w2; Xa += kGruppo) {
+    const int64_t nX = minore(kGruppo, p.w2 - Xa);
+    const int64_t vettori = (nX + N - 1) / N;
+    const int64_t xa = Xa * f;
+    const int64_t nx = minore(vettori * N * f, w - xa);
+    VF somma[K][kGruppo / N];
+    for (int k = 0; k < K; ++k)
+      for (int64_t v = 0; v < vettori; ++v) somma[k][v] = VF{};
+    for (int64_t y = y0; y < y1; ++y) {
+      const float* l = p.luma + y * w + xa;
+      const float* rgb = p.img != nullptr ? p.img + (y * w + xa) * 3 : nullptr;
+      for (int64_t x = 0; x < nx; x += N) {
+        const int64_t n = minore(N, nx - x);
+        VF v[K];
+        valori_maschera<M>(carica(l + x, n), rgb != nullptr ? rgb + 3 * x : nullptr, n, v);
+        for (int k = 0; k < K; ++k) salva(&m[k][x], v[k], n);
+      }
+      for (int k = 0; k < K; ++k)
+        for (int64_t x = nx; x < vettori * N * f; ++x) m[k][x] = 0.0f;
+      for (int k = 0; k < K; ++k)
+        for (int64_t v = 0; v < vettori; ++v) {
+          VF s[F];
+          std::memcpy(s, &m[k][v * N * F], sizeof s);
+          VF a = somma[k][v];
+          a = a + flusso<F, 0>(s);
+          if constexpr (F > 1) a = a + flusso<F, 1>(s);
+          if constexpr (F > 2) a = a + flusso<F, 2>(s);
+          if constexpr (F > 3) a = a + flusso<F, 3>(s);
+          somma[k][v] = a;
+        }
+    }
+    for (int k = 0; k < K; ++k)
+      for (int64_t v = 0; v < vettori; ++v)
+        salva(p.uscite[k] + Y * p.passo + Xa + v * N, somma[k][v] / conta, minore(N, nX - v * N));
+  }
+}
+
+// Any other factor, one sample at a time in the same order.
+template <Maschera M>
+VARNO_VARIANTE void k_riduci_lento(const ParamRiduzione& p, int64_t Y) {
+  constexpr int K = piani_di(M);
+  const int64_t f = p.riduzione, w = p.larghezza;
+  const int64_t y0 = Y * f, y1 = minore(y0 + f, p.altezza);
+  for (int64_t X = 0; X < p.w2; ++X) {
+    float somma[K] = {};
+    int64_t conta = 0;
+    for (int64_t y = y0; y < y1; ++y)
+      for (int64_t x = X * f; x < (X + 1) * f && x < w; ++x) {
+        VF v[K];
+        const int64_t i = y * w + x;
+        valori_maschera<M>(carica(p.luma + i, 1), p.img != nullptr ? p.img + 3 * i : nullptr, 1, v);
+        for (int k = 0; k < K; ++k) somma[k] += v[k][0];
+        ++conta;
+      }
+    for (int k = 0; k < K; ++k)
+      p.uscite[k][Y * p.passo + X] = somma[k] / static_cast<float>(conta > 1 ? conta : 1);
+  }
+}
+
+template <Maschera M>
+VARNO_VARIANTE void k_riduci_per(const ParamRiduzione& p, int64_t Y) {
+  switch (p.riduzione) {
+    case 1: return k_riduci<M, 1>(p, Y);
+    case 2: return k_riduci<M, 2>(p, Y);
+    case 3: return k_riduci<M, 3>(p, Y);
+    case 4: return k_riduci<M, 4>(p, Y);
+    default: return k_riduci_lento<M>(p, Y);
+  }
+}
+
+VARNO_VARIANTE void k_riduci_tutte(const ParamRiduzione& p, int64_t Y) {
+  switch (p.maschera) {
+    case Maschera::luma: return k_riduci_per<Maschera::luma>(p, Y);
+    case Maschera::halation: return k_riduci_per<Maschera::halation>(p, Y);
+    case Maschera::bloom: return k_riduci_per<Maschera::bloom>(p, Y);
+    case Maschera::streak: return k_riduci_per<Maschera::streak>(p, Y);
+    case Maschera::stella: return k_riduci_per<Maschera::stella>(p, Y);
+    case Maschera::glimmer: return k_riduci_per<Maschera::glimmer>(p, Y);
+    case Maschera::alone_nero: return k_riduci_per<Maschera::alone_nero>(p, Y);
+    case Maschera::alone_bianco: return k_riduci_per<Maschera::alone_bianco>(p, Y);
+  }
+}
+
+// --- Enlargement ---------------------------------------------------------------------
+
+// Rows y0 and y1 of a reduced plane and the weight of y1 for full-size row y:
+// sample k stands at k * riduzione, the edge held past the last.
+struct RigheRidotte {
+  int64_t y0 = 0, y1 = 0;
+  float ty = 0.0f;
+};
+NUCLEO RigheRidotte righe_ridotte(const Ingrandimento& g, int64_t y) {
+  RigheRidotte r;
+  const float fy = static_cast<float>(y) / static_cast<float>(g.riduzione);
+  r.y0 = static_cast<int64_t>(fy);
+  if (r.y0 > g.h2 - 1) r.y0 = g.h2 - 1;
+  r.y1 = r.y0 + 1 < g.h2 - 1 ? r.y0 + 1 : g.h2 - 1;
+  r.ty = fy - static_cast<float>(r.y0);
+  return r;
+}
+
+// The bilinear sample at full-size columns x .. x + N - 1 between reduced rows
+// a and c. The samples come from one load of each row and a lane shuffle; at
+// factor 1 the right neighbour is the next load, held at the last column.
+NUCLEO VF ingrandito(const Ingrandimento& g, const float* a, const float* c, VF ty, int64_t x) {
+  const VF tx = carica(g.tx + x);
+  VF a0, a1, c0, c1;
+  if (g.riduzione == 1) {
+    a0 = carica(a + x);
+    c0 = carica(c + x);
+    const VI ultima = (corsie() + static_cast<int32_t>(x)) >= static_cast<int32_t>(g.w2 - 1);
+    a1 = ultima ? a0 : carica(a + x + 1);
+    c1 = ultima ? c0 : carica(c + x + 1);
+  } else {
+    const int64_t b = g.base[x / N];
+    const VF va = carica(a + b), vc = carica(c + b);
+    const VI i0 = carica_t<VI>(reinterpret_cast<const VI*>(g.indice0 + x));
+    const VI i1 = carica_t<VI>(reinterpret_cast<const VI*>(g.indice1 + x));
+    a0 = scegli(va, i0);
+    a1 = scegli(va, i1);
+    c0 = scegli(vc, i0);
+    c1 = scegli(vc, i1);
+  }
+  return (a0 * (1.0f - tx) + a1 * tx) * (1.0f - ty) + (c0 * (1.0f - tx) + c1 * tx) * ty;
+}
+
+VARNO_VARIANTE void k_ingrandisci(const Ingrandimento& g, const float* copia, float* riga, int64_t w, int64_t y) {
+  const RigheRidotte r = righe_ridotte(g, y);
+  const float* a = copia + r.y0 * g.w2;
+  const float* c = copia + r.y1 * g.w2;
+  const VF ty = uguali(r.ty);
+  for (int64_t x = 0; x < w; x += N) salva(riga + x, ingrandito(g, a, c, ty, x), minore(N, w - x));
+}
+
+// --- Composites --------------------------------------------------------------------
+
+// The vignette, then the grain, on n pixels of row y from column x.
+struct RigheCoda {
+  const float* vignetta = nullptr;
+  const float* a = nullptr;
+  const float* c = nullptr;
+  VF ty;
+};
+NUCLEO RigheCoda righe_coda(const Coda& k, int64_t w, int64_t y) {
+  RigheCoda r;
+  if (k.vignetta != nullptr) r.vignetta = k.vignetta + y * w;
+  if (k.rumore != nullptr) {
+    const RigheRidotte rr = righe_ridotte(k.celle, y);
+    r.a = k.rumore + rr.y0 * k.celle.w2;
+    r.c = k.rumore + rr.y1 * k.celle.w2;
+    r.ty = uguali(rr.ty);
+  }
+  return r;
+}
+NUCLEO void applica_coda(const Coda& k, const RigheCoda& r, int64_t x, int64_t n, VF& R, VF& G, VF& B) {
+  if (r.vignetta != nullptr) {
+    const VF v = 1.0f - carica(r.vignetta + x, n) * k.quanto_vignetta;
+    R = limita01(R * v);
+    G = limita01(G * v);
+    B = limita01(B * v);
+  }
+  if (r.a != nullptr) {
+    const VF rumore = ingrandito(k.celle, r.a, r.c, r.ty, x);
+    const VF l = luminanza(R, G, B);
+    // Vanishes at black and white; outside 0..1 it turns sign, which is accepted.
+    const VF d = rumore * k.grana * 0.14f * (l * (1.0f - l) * 4.0f);
+    R = limita01(R + d);
+    G = limita01(G + d);
+    B = limita01(B + d);
+  }
+}
+
+constexpr int piani_composto(Composto c) {
+  return c == Composto::mistw ? 4 : (c == Composto::promist ? 3 : (c == Composto::nessuno ? 0 : 1));
+}
+
+template <Composto E>
+VARNO_VARIANTE void k_componi(const ParamComposto& p, int64_t y) {
+  constexpr int K = piani_composto(E);
+  const int64_t w = p.larghezza;
+  float* riga = p.img + y * w * 3;
+  const Ingrandimento& g = p.ingrandimento;
+  const float* a[K > 0 ? K : 1] = {};
+  const float* c[K > 0 ? K : 1] = {};
+  VF ty = {};
+  if (g.riduzione > 0) {
+    const RigheRidotte r = righe_ridotte(g, y);
+    for (int k = 0; k < K; ++k) {
+      a[k] = p.piani[k] + r.y0 * g.w2;
+      c[k] = p.piani[k] + r.y1 * g.w2;
+    }
+    ty = uguali(r.ty);
+  } else {
+    for (int k = 0; k < K; ++k) a[k] = p.piani[k] + y * w;
+  }
+  const RigheCoda coda = righe_coda(p.coda, w, y);
+  const float q = p.quanto;
+  for (int64_t x = 0; x < w; x += N) {
+    const int64_t n = minore(N, w - x);
+    VF R, G, B;
+    leggi_rgb(riga + 3 * x, R, G, B, n);
+    VF e[K > 0 ? K : 1];
+    for (int k = 0; k < K; ++k) e[k] = g.riduzione > 0 ? ingrandito(g, a[k], c[k], ty, x) : carica(a[k] + x, n);
+    if constexpr (E == Composto::enhance || E == Composto::pelle) {
+      const VF L = carica(p.luma + y * w + x, n);
+      const VF t = dettaglio(L - e[0]);
+      porta_rapporto(R, G, B, L, E == Composto::enhance ? L + 2.0f * (t * q) : L - t * q * 1.6f);
+    } else if constexpr (E == Composto::halation) {
+      // The weight goes in before the clamp; the screen itself is not clamped.
+      const VF s = e[0] * q;
+      const VF uno = uguali(1.0f);
+      R = schermo(minimo(1.0f * s, uno), R);
+      G = schermo(minimo(0.36f * s, uno), G);
+      B = schermo(minimo(0.12f * s, uno), B);
+    } else if constexpr (E == Composto::bloom) {
+      const VF s = minimo(q * e[0], uguali(1.0f));
+      R = schermo(s, R);
+      G = schermo(s, G);
+      B = schermo(s, B);
+    } else if constexpr (E == Composto::streak) {
+      // Clamped before the colour weight, so blue can reach s and red only 0.3 s.
+      const VF s = minimo(e[0] * q * 2.2f, uguali(1.0f));
+      R = schermo(0.3f * s, R);
+      G = schermo(0.55f * s, G);
+      B = schermo(1.0f * s, B);
+    } else if constexpr (E == Composto::promist) {
+      const VF uno = uguali(1.0f);
+      R = schermo(minimo(e[0] * q * 1.5f, uno), R);
+      G = schermo(minimo(e[1] * q * 1.5f, uno), G);
+      B = schermo(minimo(e[2] * q * 1.5f, uno), B);
+    } else if constexpr (E == Composto::mistw) {
+      const VF uno = uguali(1.0f);
+      const VF v = q * 0.22f * (e[0] * 0.5f + p.media * 0.5f);
+      VF* canali[3] = {&R, &G, &B};
+      for (int k = 0; k < 3; ++k) {
+        const VF s = schermo(minimo(e[k + 1] * q * 1.3f, uno), *canali[k]);
+        // A second screen, of a neutral veil; this filter alone clamps its result.
+        *canali[k] = limita01(s + v * (1.0f - s));
+      }
+    } else if constexpr (E == Composto::glimmer) {
+      const VF h = minimo(e[0] * q * 1.4f, uguali(1.0f));
+      R = schermo(h, R);
+      G = schermo(h, G);
+      B = schermo(h, B);
+    } else if constexpr (E == Composto::stella) {
+      const VF h = minimo(e[0] * q * 2.4f, uguali(1.0f));
+      R = schermo(h, R);
+      G = schermo(h, G);
+      B = schermo(h, B);
+    }
+    if (p.luma_nuova != nullptr) salva(p.luma_nuova + y * w + x, luminanza(R, G, B), n);
+    applica_coda(p.coda, coda, x, n, R, G, B);
+    scrivi_rgb(riga + 3 * x, R, G, B, n);
+  }
+}
+
+VARNO_VARIANTE void k_componi_tutti(const ParamComposto& p, int64_t y) {
+  switch (p.tipo) {
+    case Composto::nessuno: return k_componi<Composto::nessuno>(p, y);
+    case Composto::enhance: return k_componi<Composto::enhance>(p, y);
+    case Composto::pelle: return k_componi<Composto::pelle>(p, y);
+    case Composto::halation: return k_componi<Composto::halation>(p, y);
+    case Composto::bloom: return k_componi<Composto::bloom>(p, y);
+    case Composto::streak: return k_componi<Composto::streak>(p, y);
+    case Composto::promist: return k_componi<Composto::promist>(p, y);
+    case Composto::stella: return k_componi<Composto::stella>(p, y);
+    case Composto::mistw: return k_componi<Composto::mistw>(p, y);
+    case Composto::glimmer: return k_componi<Composto::glimmer>(p, y);
+  }
+}
+
+// --- Chromatic aberration ---------------------------------------------------------
+
+// Clamp to 0..limite; a position that is not a number lands on 0.
+NUCLEO VF tieni(VF v, float limite) {
+  v = v >= VF{} ? v : VF{};
+  const VF l = uguali(limite);
+  return v > l ? l : v;
+}
+
+// Bilinear samples of one channel plane at n positions, one lane at a time;
+// the neighbour index is held to the last pixel, so a frame 1 wide or high
+// never reads outside.
+NUCLEO VF campiona_piano(const float* piano, int64_t w, int64_t h, VF sx, VF sy, int64_t n) {
+  float v00[N] = {}, v01[N] = {}, v10[N] = {}, v11[N] = {}, tx[N] = {}, ty[N] = {};
+  for (int64_t i = 0; i < n; ++i) {
+    int64_t ix = static_cast<int64_t>(sx[i]);
+    int64_t iy = static_cast<int64_t>(sy[i]);
+    if (ix > w - 1) ix = w - 1;
+    if (iy > h - 1) iy = h - 1;
+    tx[i] = sx[i] - static_cast<float>(ix);
+    ty[i] = sy[i] - static_cast<float>(iy);
+    const int64_t ix1 = ix + 1 < w ? ix + 1 : w - 1;
+    const int64_t iy1 = iy + 1 < h ? iy + 1 : h - 1;
+    v00[i] = piano[iy * w + ix];
+    v01[i] = piano[iy * w + ix1];
+    v10[i] = piano[iy1 * w + ix];
+    v11[i] = piano[iy1 * w + ix1];
+  }
+  const VF TX = carica(tx), TY = carica(ty);
+  return (carica(v00) * (1.0f - TX) + carica(v01) * TX) * (1.0f - TY) +
+         (carica(v10) * (1.0f - TX) + carica(v11) * TX) * TY;
+}
+
+VARNO_VARIANTE void k_aberrazione(const ParamAberrazione& p, int64_t y) {
+  const int64_t w = p.larghezza, h = p.altezza;
+  float* riga = p.img + y * w * 3;
+  const float dy = static_cast<float>(y) - p.cy;
+  const float ny = dy / p.cy;
+  const float ny2 = ny * ny;
+  const RigheCoda coda = righe_coda(p.coda, w, y);
+  for (int64_t x = 0; x < w; x += N) {
+    const int64_t n = minore(N, w - x);
+    const VF dx = carica(p.colonna_dx + x, n);
+    const VF k = (carica(p.colonna_nx2 + x, n) + ny2) * p.forza;
+    const VF ar = 1.0f - k;
+    const VF ab = 1.0f + k;
+    const VF DY = uguali(dy);
+    VF R, G, B;
+    leggi_rgb(riga + 3 * x, R, G, B, n);
+    R = campiona_piano(p.rosso, w, h, tieni(dx * ar + p.cx, p.lx), tieni(DY * ar + p.cy, p.ly), n);
+    B = campiona_piano(p.blu, w, h, tieni(dx * ab + p.cx, p.lx), tieni(DY * ab + p.cy, p.ly), n);
+    applica_coda(p.coda, coda, x, n, R, G, B);
+    scrivi_rgb(riga + 3 * x, R, G, B, n);
+  }
+}
+
+// --- Star ----------------------------------------------------------------------------
+
+// Each pixel sums its taps from 0 in ascending order, weight times sample; taps
+// off the plane land on the zero border, and adding +0 to a sum of
+// non-negative terms changes nothing. The lines' sums, each divided by the
+// total weight, are added in order.
+VARNO_VARIANTE void k_stella(const float* piano, int64_t passo, int64_t w2, int64_t y, int32_t direzioni, int64_t taps,
+                             const int32_t* spostamenti, const float* pesi, float peso_totale, float* riga) {
+  constexpr int64_t B = 4;
+  for (int64_t x = 0; x < w2; x += B * N) {
+    VF somma[B] = {};
+    for (int32_t d = 0; d < direzioni; ++d) {
+      const int32_t* ox = spostamenti + static_cast<int64_t>(d) * 2 * taps;
+      const int32_t* oy = ox + taps;
+      VF linea[B] = {};
+      for (int64_t i = 0; i < taps; ++i) {
+        const float* s = piano + (y + oy[i]) * passo + x + ox[i];
+        const VF peso = uguali(pesi[i]);
+        for (int64_t b = 0; b < B; ++b) linea[b] = linea[b] + peso * carica(s + b * N);
+      }
+      for (int64_t b = 0; b < B; ++b) somma[b] = somma[b] + linea[b] / peso_totale;
+    }
+    for (int64_t b = 0; b < B && x + b * N < w2; ++b) salva(riga + x + b * N, somma[b], minore(N, w2 - x - b * N));
+  }
+}
+
+// --- Grain -------------------------------------------------------------------------
+
+NUCLEO VF hash_grana(VU x, VU y, uint32_t f) {
+  VU h = x * 374761393u + y * 668265263u + f * 2246822519u + 2654435769u;
+  h = (h ^ (h >> 13)) * 1274126177u;
+  h = h ^ (h >> 16);
+  return __builtin_convertvector(h & 0xFFFFFFu, VF) * 5.9604645e-8f;
+}
+
+VARNO_VARIANTE void k_rumore(float* riga, int64_t wg, uint32_t y, uint32_t f) {
+  VU yv;
+  for (int i = 0; i < N; ++i) yv[i] = y;
+  for (int64_t x = 0; x < wg; x += N) {
+    VU xv;
+    for (int i = 0; i < N; ++i) xv[i] = static_cast<uint32_t>(x) + static_cast<uint32_t>(i);
+    // Two uniform values make a triangular distribution around 0.
+    salva(riga + x, hash_grana(xv, yv, f) + hash_grana(xv + 7919u, yv + 104729u, f) - 1.0f, minore(N, wg - x));
+  }
+}
+
+// --- Frame mean ----------------------------------------------------------------------
+
+typedef double VD __attribute__((vector_size(N * 4)));
+typedef float VF2 __attribute__((vector_size(N * 2)));
+
+template <size_t... I>
+NUCLEO VF2 meta_bassa(VF v, std::index_sequence<I...>) {
+  return __builtin_shufflevector(v, v, int(I)...);
+}
+template <size_t... I>
+NUCLEO VF2 meta_alta(VF v, std::index_sequence<I...>) {
+  return __builtin_shufflevector(v, v, int(I + N / 2)...);
+}
+
+VARNO_VARIANTE void k_somme(const float* x, int64_t n, float* blocchi) {
+  for (int64_t inizio = 0, b = 0; inizio < n; inizio += kBloccoSomma, ++b) {
+    const int64_t fine = minore(n, inizio + kBloccoSomma);
+    VD somma = {}, modulo = {};
+    VI unita;
+    for (int i = 0; i < N; ++i) unita[i] = 1 << 20;
+    VI finito = ~VI{};
+    for (int64_t i = inizio; i < fine; i += N) {
+      const VF v = carica(x + i, minore(N, fine - i));
+      const VF a = v < VF{} ? -v : v;
+      const VD lo = __builtin_convertvector(meta_bassa(v, std::make_index_sequence<N / 2>{}), VD);
+      const VD hi = __builtin_convertvector(meta_alta(v, std::make_index_sequence<N / 2>{}), VD);
+      somma = somma + lo + hi;
+      modulo = modulo + __builtin_convertvector(meta_bassa(a, std::make_index_sequence<N / 2>{}), VD) +
+               __builtin_convertvector(meta_alta(a, std::make_index_sequence<N / 2>{}), VD);
+      VI bit;
+      std::memcpy(&bit, &v, sizeof bit);
+      const VI esponente = (bit >> 23) & 0xFF;
+      // A non-zero float is a whole multiple of 2^(max(e, 1) - 150).
+      const VI u = (esponente > VI{} ? esponente : VI{} + 1) - 150;
+      const VI nonzero = (bit & 0x7FFFFFFF) != VI{};
+      unita = nonzero & (u < unita) ? u : unita;
+      finito &= esponente != VI{} + 255;
+    }
+    BloccoSomma o;
+    o.somma = 0.0;
+    o.modulo = 0.0;
+    o.unita = 1 << 20;
+    o.finito = 1;
+    for (int i = 0; i < N / 2; ++i) {
+      o.somma += somma[i];
+      o.modulo += modulo[i];
+    }
+    for (int i = 0; i < N; ++i) {
+      if (unita[i] < o.unita) o.unita = unita[i];
+      if (!finito[i]) o.finito = 0;
+    }
+    scrivi_blocco(o, blocchi + b * kFloatBlocco);
+  }
+}
+
+// --- The table -----------------------------------------------------------------------
+
+Nuclei crea_nuclei(Isa isa) {
+  Nuclei k;
+  k.isa = isa;
+  k.corsie = N;
+  k.luma = k_luma;
+  k.orizzontale = k_orizzontale;
+  k.verticale = k_verticale;
+  k.riduci = k_riduci_tutte;
+  k.componi = k_componi_tutti;
+  k.ingrandisci = k_ingrandisci;
+  k.aberrazione = k_aberrazione;
+  k.stella = k_stella;
+  k.rumore = k_rumore;
+  k.somme = k_somme;
+  return k;
+}
+
+}  // namespace
+}  // namespace varno
