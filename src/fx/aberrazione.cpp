@@ -18,13 +18,7 @@ void fx_aberrazione(Immagine& img, const Quadro& q, float ca, const Coda* coda) 
   PianoPrestato rosso(w, h), blu(w, h);
   parallel_for(static_cast<uint64_t>(h), [&](uint64_t yy) {
     const int64_t y = static_cast<int64_t>(yy);
-    const float* p = img.data() + y * w * 3;
-    float* r = rosso.dati() + y * w;
-    float* b = blu.dati() + y * w;
-    for (int64_t x = 0; x < w; ++x) {
-      r[x] = p[x * 3];
-      b[x] = p[x * 3 + 2];
-    }
+    k.separa(img.data() + y * w * 3, rosso.dati() + y * w, blu.dati() + y * w, w);
   });
 
   ParamAberrazione p;

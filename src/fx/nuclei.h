@@ -10,9 +10,9 @@
 
 namespace varno {
 
-// Floats of room every reduced plane keeps past its last sample: the
-// enlargement reads a whole vector from any sample on.
-constexpr int64_t kMarginePiano = 16;
+// Floats of room a plane read by the kernels keeps past its last sample: the
+// enlargement reads a whole vector from any sample on, aberration two.
+constexpr int64_t kMarginePiano = 32;
 // Widest column group one vertical pass takes.
 constexpr int64_t kColonneVerticali = 256;
 // Values of one block of the frame mean's sum.
@@ -107,18 +107,24 @@ struct Nuclei {
   // Luminance of n RGB pixels.
   void (*luma)(const float* rgb, float* luma, int64_t n);
   // Running sums along `righe` (at most corsie) rows of n samples, src to dst,
-  // rows `passo` apart; `appoggio` holds n * corsie floats.
+  // rows `passo` apart; `appoggio` holds 2 * n * corsie floats.
   void (*orizzontale)(const float* src, float* dst, int64_t passo, int64_t righe, int64_t n, int64_t raggio,
                       float* appoggio);
-  // Running sums down `colonne` (at most kColonneVerticali) adjacent columns of h rows.
-  void (*verticale)(const float* src, float* dst, int64_t passo, int64_t h, int64_t colonne, int64_t raggio);
+  // Running sums down `colonne` (at most kColonneVerticali) adjacent columns of
+  // h rows. `flusso`: dst is far larger than the caches, so its stores bypass them.
+  void (*verticale)(const float* src, float* dst, int64_t passo, int64_t h, int64_t colonne, int64_t raggio,
+                    bool flusso);
   // Reduced row Y of every output.
   void (*riduci)(const ParamRiduzione& p, int64_t Y);
   // Row y of the picture.
   void (*componi)(const ParamComposto& p, int64_t y);
   // Full-size row y of a reduced plane, w samples.
   void (*ingrandisci)(const Ingrandimento& g, const float* copia, float* riga, int64_t w, int64_t y);
+  // Row y of the picture, red and blue sampled from their planes (which keep
+  // 2 * corsie floats of room past their end).
   void (*aberrazione)(const ParamAberrazione& p, int64_t y);
+  // Red and blue of n RGB pixels into planes of their own.
+  void (*separa)(const float* rgb, float* rosso, float* blu, int64_t n);
   // Reduced row y of the star: `piano` is the reduced mask with a zero border
   // of mezza samples all round, rows `passo` apart, pointing at sample (0, 0);
   // spostamenti hold each line's tap offsets x then y, taps of them per line.

@@ -36,22 +36,27 @@ VARNO_VARIANTE void k_luma(const float* rgb, float* luma, int64_t n) {
 
 // --- Running sums --------------------------------------------------------------
 
-// Along rows: the band is turned so that each lane carries one row, the sum
-// runs down the turned band exactly as it would along each row, and the
-// results are turned back. Reads the whole band before writing, so src may be dst.
+// Along rows: the band is copied row by row into scratch, turned so that each
+// lane carries one row, the sum runs down the turned band exactly as it would
+// along each row, and the results are turned back and copied out row by row.
+// Each row streams on its own rather than sixteen at once. Reads the whole
+// band before writing, so src may be dst.
 VARNO_VARIANTE void k_orizzontale(const float* src, float* dst, int64_t passo, int64_t righe, int64_t n,
                                   int64_t raggio, float* appoggio) {
+  float* const fascia = appoggio;         // the band, n a row
+  float* const girata = appoggio + n * N;  // column x at girata + x * N
+  for (int64_t i = 0; i < righe; ++i) std::memcpy(fascia + i * n, src + i * passo, static_cast<size_t>(n) * sizeof(float));
   for (int64_t xb = 0; xb < n; xb += N) {
     const int64_t k = minore(N, n - xb);
     VF v[N];
-    for (int i = 0; i < N; ++i) v[i] = i < righe ? carica(src + i * passo + xb, k) : VF{};
+    for (int i = 0; i < N; ++i) v[i] = i < righe ? carica(fascia + i * n + xb, k) : VF{};
     trasponi(v);
-    for (int64_t j = 0; j < k; ++j) salva(appoggio + (xb + j) * N, v[j]);
+    for (int64_t j = 0; j < k; ++j) salva(girata + (xb + j) * N, v[j]);
   }
   const float finestra = static_cast<float>(2 * raggio + 1);
   const int64_t ultimo = n - 1;
   VF somma = {};
-  for (int64_t k = -raggio; k <= raggio; ++k) somma += carica(appoggio + (k < 0 ? 0 : (k > ultimo ? ultimo : k)) * N);
+  for (int64_t k = -raggio; k <= raggio; ++k) somma += carica(girata + (k < 0 ? 0 : (k > ultimo ? ultimo : k)) * N);
   for (int64_t xb = 0; xb < n; xb += N) {
     const int64_t k = minore(N, n - xb);
     VF blocco[N];
@@ -60,17 +65,18 @@ VARNO_VARIANTE void k_orizzontale(const float* src, float* dst, int64_t passo, i
       blocco[j] = somma / finestra;
       const int64_t entra = x + raggio + 1 < ultimo ? x + raggio + 1 : ultimo;
       const int64_t esce = x - raggio > 0 ? x - raggio : 0;
-      somma = somma + (carica(appoggio + entra * N) - carica(appoggio + esce * N));
+      somma = somma + (carica(girata + entra * N) - carica(girata + esce * N));
     }
     for (int64_t j = k; j < N; ++j) blocco[j] = VF{};
     trasponi(blocco);
-    for (int64_t i = 0; i < righe; ++i) salva(dst + i * passo + xb, blocco[i], k);
+    for (int64_t i = 0; i < righe; ++i) salva(fascia + i * n + xb, blocco[i], k);
   }
+  for (int64_t i = 0; i < righe; ++i) std::memcpy(dst + i * passo, fascia + i * n, static_cast<size_t>(n) * sizeof(float));
 }
 
 // Down adjacent columns, one lane a column.
 VARNO_VARIANTE void k_verticale(const float* src, float* dst, int64_t passo, int64_t h, int64_t colonne,
-                                int64_t raggio) {
+                                int64_t raggio, bool flusso) {
   constexpr int64_t kMax = kColonneVerticali / N;
   const int64_t intere = colonne / N;
   const int64_t resto = colonne - intere * N;
@@ -90,15 +96,27 @@ VARNO_VARIANTE void k_verticale(const float* src, float* dst, int64_t passo, int
     const float* a = src + entra * passo;
     const float* b = src + esce * passo;
     float* d = dst + y * passo;
-    for (int64_t j = 0; j < intere; ++j) {
-      salva(d + j * N, somma[j] / finestra);
-      somma[j] = somma[j] + (carica(a + j * N) - carica(b + j * N));
+    if (flusso) {
+      // The group's rows are short runs far apart, which the processor does
+      // not fetch ahead by itself: ask for the ones the sum takes soon.
+      const float* avanti = src + minore(entra + 16, ultimo) * passo;
+      for (int64_t j = 0; j < colonne; j += 16) __builtin_prefetch(avanti + j);
+      for (int64_t j = 0; j < intere; ++j) {
+        salva_flusso(d + j * N, somma[j] / finestra);
+        somma[j] = somma[j] + (carica(a + j * N) - carica(b + j * N));
+      }
+    } else {
+      for (int64_t j = 0; j < intere; ++j) {
+        salva(d + j * N, somma[j] / finestra);
+        somma[j] = somma[j] + (carica(a + j * N) - carica(b + j * N));
+      }
     }
     if (resto > 0) {
       salva(d + intere * N, somma[intere] / finestra, resto);
       somma[intere] = somma[intere] + (carica(a + intere * N, resto) - carica(b + intere * N, resto));
     }
   }
+  if (flusso) barriera_flusso();
 }
 
 // --- Masks and block means -------------------------------------------------------
@@ -180,7 +198,7 @@ VARNO_VARIANTE void k_riduci(const ParamRiduzione& p, int64_t Y) {
       for (int k = 0; k < K; ++k)
         for (int64_t v = 0; v < vettori; ++v) {
           VF s[F];
-          std::memcpy(s, &m[k][v * N * F], sizeof s);
+          for (int i = 0; i < F; ++i) s[i] = carica(&m[k][(v * F + i) * N]);
           VF a = somma[k][v];
           a = a + flusso<F, 0>(s);
           if constexpr (F > 1) a = a + flusso<F, 1>(s);
@@ -438,28 +456,62 @@ NUCLEO VF tieni(VF v, float limite) {
   return v > l ? l : v;
 }
 
-// Bilinear samples of one channel plane at n positions, one lane at a time;
-// the neighbour index is held to the last pixel, so a frame 1 wide or high
-// never reads outside.
+// Bilinear samples of one channel plane at n positions. The neighbour index is
+// held to the last pixel, so a frame 1 wide or high never reads outside. The
+// lanes of a vector sample neighbouring places: each row they reach is read
+// with two loads and its samples picked by lane; lanes spread wider than that
+// take the samples one at a time. The plane keeps 2N floats of room past its end.
 NUCLEO VF campiona_piano(const float* piano, int64_t w, int64_t h, VF sx, VF sy, int64_t n) {
-  float v00[N] = {}, v01[N] = {}, v10[N] = {}, v11[N] = {}, tx[N] = {}, ty[N] = {};
-  for (int64_t i = 0; i < n; ++i) {
-    int64_t ix = static_cast<int64_t>(sx[i]);
-    int64_t iy = static_cast<int64_t>(sy[i]);
-    if (ix > w - 1) ix = w - 1;
-    if (iy > h - 1) iy = h - 1;
-    tx[i] = sx[i] - static_cast<float>(ix);
-    ty[i] = sy[i] - static_cast<float>(iy);
-    const int64_t ix1 = ix + 1 < w ? ix + 1 : w - 1;
-    const int64_t iy1 = iy + 1 < h ? iy + 1 : h - 1;
-    v00[i] = piano[iy * w + ix];
-    v01[i] = piano[iy * w + ix1];
-    v10[i] = piano[iy1 * w + ix];
-    v11[i] = piano[iy1 * w + ix1];
+  const VI wm1 = VI{} + static_cast<int32_t>(w - 1), hm1 = VI{} + static_cast<int32_t>(h - 1);
+  VI ix = __builtin_convertvector(sx, VI);
+  VI iy = __builtin_convertvector(sy, VI);
+  ix = ix > wm1 ? wm1 : ix;
+  iy = iy > hm1 ? hm1 : iy;
+  const VF tx = sx - __builtin_convertvector(ix, VF);
+  const VF ty = sy - __builtin_convertvector(iy, VF);
+  const VI ix1 = ix + 1 < VI{} + static_cast<int32_t>(w) ? ix + 1 : wm1;
+  const VI iy1 = iy + 1 < VI{} + static_cast<int32_t>(h) ? iy + 1 : hm1;
+  const int32_t x0 = ix[0] > 0 ? ix[0] - 1 : 0;
+  const int32_t y0 = iy[0] < iy[n - 1] ? iy[0] : iy[n - 1];
+  const VI fuori = (corsie() < static_cast<int32_t>(n)) &
+                   ((ix < VI{} + x0) | (ix1 - x0 >= 2 * N) | (iy < VI{} + y0) | (iy > VI{} + (y0 + 1)));
+  VF v00, v01, v10, v11;
+  if (nessuna(fuori)) {
+    VF a[3], b[3];
+    for (int r = 0; r < 3; ++r) {
+      const float* riga = piano + minore(y0 + r, h - 1) * w + x0;
+      const VF lo = carica(riga), hi = carica(riga + N);
+      a[r] = scegli(lo, hi, ix - x0);
+      b[r] = scegli(lo, hi, ix1 - x0);
+    }
+    const VI alta = iy == VI{} + y0;
+    v00 = alta ? a[0] : a[1];
+    v01 = alta ? b[0] : b[1];
+    const VI b0 = iy1 == VI{} + y0, b1 = iy1 == VI{} + (y0 + 1);
+    v10 = b0 ? a[0] : (b1 ? a[1] : a[2]);
+    v11 = b0 ? b[0] : (b1 ? b[1] : b[2]);
+  } else {
+    for (int64_t i = 0; i < N; ++i) {
+      const int64_t r0 = (i < n ? iy[i] : 0) * w, r1 = (i < n ? iy1[i] : 0) * w;
+      const int64_t c0 = i < n ? ix[i] : 0, c1 = i < n ? ix1[i] : 0;
+      v00[i] = piano[r0 + c0];
+      v01[i] = piano[r0 + c1];
+      v10[i] = piano[r1 + c0];
+      v11[i] = piano[r1 + c1];
+    }
   }
-  const VF TX = carica(tx), TY = carica(ty);
-  return (carica(v00) * (1.0f - TX) + carica(v01) * TX) * (1.0f - TY) +
-         (carica(v10) * (1.0f - TX) + carica(v11) * TX) * TY;
+  return (v00 * (1.0f - tx) + v01 * tx) * (1.0f - ty) + (v10 * (1.0f - tx) + v11 * tx) * ty;
+}
+
+// Red and blue of n pixels into planes of their own.
+VARNO_VARIANTE void k_separa(const float* rgb, float* rosso, float* blu, int64_t n) {
+  for (int64_t x = 0; x < n; x += N) {
+    const int64_t k = minore(N, n - x);
+    VF r, g, b;
+    leggi_rgb(rgb + 3 * x, r, g, b, k);
+    salva(rosso + x, r, k);
+    salva(blu + x, b, k);
+  }
 }
 
 VARNO_VARIANTE void k_aberrazione(const ParamAberrazione& p, int64_t y) {
@@ -560,8 +612,7 @@ VARNO_VARIANTE void k_somme(const float* x, int64_t n, float* blocchi) {
       somma = somma + lo + hi;
       modulo = modulo + __builtin_convertvector(meta_bassa(a, std::make_index_sequence<N / 2>{}), VD) +
                __builtin_convertvector(meta_alta(a, std::make_index_sequence<N / 2>{}), VD);
-      VI bit;
-      std::memcpy(&bit, &v, sizeof bit);
+      const VI bit = (VI)v;  // the bits, not a conversion
       const VI esponente = (bit >> 23) & 0xFF;
       // A non-zero float is a whole multiple of 2^(max(e, 1) - 150).
       const VI u = (esponente > VI{} ? esponente : VI{} + 1) - 150;
@@ -599,6 +650,7 @@ Nuclei crea_nuclei(Isa isa) {
   k.componi = k_componi_tutti;
   k.ingrandisci = k_ingrandisci;
   k.aberrazione = k_aberrazione;
+  k.separa = k_separa;
   k.stella = k_stella;
   k.rumore = k_rumore;
   k.somme = k_somme;

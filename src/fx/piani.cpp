@@ -123,12 +123,15 @@ void bagliore(Maschera m, Composto tipo, Immagine& img, const Piano& luma, const
 
 namespace {
 
+// A plane that no cache holds: passes over it stream.
+bool grande(int64_t w, int64_t h) { return w * h >= (int64_t{1} << 22); }
+
 // Rows go in bands of one per lane; each band turns through a borrowed scratch.
 void orizzontale(const Nuclei& k, const float* src, float* dst, int64_t w, int64_t h, int64_t raggio) {
   const int64_t banda = k.corsie;
   parallel_for(static_cast<uint64_t>((h + banda - 1) / banda), [&](uint64_t b) {
     const int64_t y = static_cast<int64_t>(b) * banda;
-    Prestito appoggio(static_cast<size_t>(w * banda));
+    Prestito appoggio(static_cast<size_t>(2 * w * banda));
     k.orizzontale(src + y * w, dst + y * w, w, std::min(banda, h - y), w, raggio, appoggio.data());
   });
 }
@@ -140,7 +143,7 @@ void verticale(const Nuclei& k, const float* src, float* dst, int64_t w, int64_t
   const int64_t gruppo = std::clamp<int64_t>(w / 16 / n * n, n, kColonneVerticali);
   parallel_for(static_cast<uint64_t>((w + gruppo - 1) / gruppo), [&](uint64_t g) {
     const int64_t x = static_cast<int64_t>(g) * gruppo;
-    k.verticale(src + x, dst + x, w, h, std::min(gruppo, w - x), raggio);
+    k.verticale(src + x, dst + x, w, h, std::min(gruppo, w - x), raggio, grande(w, h));
   });
 }
 

@@ -9,6 +9,8 @@
 // code built for one instruction set never meets another's.
 #pragma once
 
+#include <immintrin.h>
+
 #include <cstdint>
 #include <cstring>
 #include <utility>
@@ -39,13 +41,29 @@ NUCLEO void salva(float* p, VF v) { std::memcpy(p, &v, sizeof v); }
 NUCLEO VF carica(const float* p, int64_t n) {
   if (n >= N) return carica(p);
   VF v = {};
-  std::memcpy(&v, p, static_cast<size_t>(n) * sizeof(float));
+  for (int64_t i = 0; i < n; ++i) v[i] = p[i];
   return v;
 }
 NUCLEO void salva(float* p, VF v, int64_t n) {
   if (n >= N) return salva(p, v);
-  std::memcpy(p, &v, static_cast<size_t>(n) * sizeof(float));
+  for (int64_t i = 0; i < n; ++i) p[i] = v[i];
 }
+
+// A store that bypasses the caches, for planes far larger than them that the
+// next pass reads from memory anyway: it saves reading each line before
+// writing it. Unaligned addresses take the plain store. The writer orders
+// them with barriera_flusso before anyone else may read.
+NUCLEO void salva_flusso(float* p, VF v) {
+  if ((reinterpret_cast<uintptr_t>(p) & (sizeof(VF) - 1)) != 0) return salva(p, v);
+#if VARNO_CORSIE == 16
+  _mm512_stream_ps(p, reinterpret_cast<__m512>(v));
+#elif VARNO_CORSIE == 8
+  _mm256_stream_ps(p, reinterpret_cast<__m256>(v));
+#else
+  _mm_stream_ps(p, reinterpret_cast<__m128>(v));
+#endif
+}
+NUCLEO void barriera_flusso() { _mm_sfence(); }
 
 // The lane index 0, 1, ..., N - 1.
 NUCLEO VI corsie() {
@@ -133,20 +151,33 @@ NUCLEO VF intreccia(VF r, VF g, VF b, std::index_sequence<I...>) {
 NUCLEO void leggi_rgb(const float* p, VF& r, VF& g, VF& b, int64_t n = N) {
   VF v[3];
   if (n >= N) {
-    std::memcpy(v, p, sizeof v);
+    v[0] = carica(p);
+    v[1] = carica(p + N);
+    v[2] = carica(p + 2 * N);
   } else {
-    std::memset(v, 0, sizeof v);
-    std::memcpy(v, p, static_cast<size_t>(n) * 3 * sizeof(float));
+    const int64_t k = 3 * n;
+    v[0] = carica(p, k);
+    v[1] = carica(p + N, k - N);
+    v[2] = carica(p + 2 * N, k - 2 * N);
   }
   r = flusso<3, 0>(v);
   g = flusso<3, 1>(v);
   b = flusso<3, 2>(v);
 }
 NUCLEO void scrivi_rgb(float* p, VF r, VF g, VF b, int64_t n = N) {
-  VF v[3] = {intreccia<0>(r, g, b, std::make_index_sequence<N>{}),
-             intreccia<1>(r, g, b, std::make_index_sequence<N>{}),
-             intreccia<2>(r, g, b, std::make_index_sequence<N>{})};
-  std::memcpy(p, v, static_cast<size_t>(n < N ? n : N) * 3 * sizeof(float));
+  const VF v0 = intreccia<0>(r, g, b, std::make_index_sequence<N>{});
+  const VF v1 = intreccia<1>(r, g, b, std::make_index_sequence<N>{});
+  const VF v2 = intreccia<2>(r, g, b, std::make_index_sequence<N>{});
+  if (n >= N) {
+    salva(p, v0);
+    salva(p + N, v1);
+    salva(p + 2 * N, v2);
+  } else {
+    const int64_t k = 3 * n;
+    salva(p, v0, k);
+    salva(p + N, v1, k - N);
+    salva(p + 2 * N, v2, k - 2 * N);
+  }
 }
 
 // In-place transpose of the N x N block held as N vectors, by swapping ever
@@ -176,8 +207,20 @@ NUCLEO void trasponi(VF* v) {
   if constexpr (N > 8) scambia_blocchi<8>(v);
 }
 
-// Lanes picked from one vector by index (each below N).
+// Lanes picked from one vector by index (each below N), or from two (below 2N).
 NUCLEO VF scegli(VF v, VI indici) { return __builtin_shuffle(v, indici); }
+NUCLEO VF scegli(VF a, VF b, VI indici) { return __builtin_shuffle(a, b, indici); }
+
+// Whether every lane of a comparison's result is false.
+NUCLEO bool nessuna(VI m) {
+#if VARNO_CORSIE == 16
+  return _mm512_test_epi32_mask(reinterpret_cast<__m512i>(m), reinterpret_cast<__m512i>(m)) == 0;
+#elif VARNO_CORSIE == 8
+  return _mm256_testz_si256(reinterpret_cast<__m256i>(m), reinterpret_cast<__m256i>(m)) != 0;
+#else
+  return _mm_movemask_epi8(reinterpret_cast<__m128i>(m)) == 0;
+#endif
+}
 
 }  // namespace
 }  // namespace varno
