@@ -573,11 +573,9 @@ NUCLEO VF hash_grana(VU x, VU y, uint32_t f) {
 }
 
 VARNO_VARIANTE void k_rumore(float* riga, int64_t wg, uint32_t y, uint32_t f) {
-  VU yv;
-  for (int i = 0; i < N; ++i) yv[i] = y;
+  const VU yv = VU{} + y;
   for (int64_t x = 0; x < wg; x += N) {
-    VU xv;
-    for (int i = 0; i < N; ++i) xv[i] = static_cast<uint32_t>(x) + static_cast<uint32_t>(i);
+    const VU xv = (VU)corsie() + static_cast<uint32_t>(x);
     // Two uniform values make a triangular distribution around 0.
     salva(riga + x, hash_grana(xv, yv, f) + hash_grana(xv + 7919u, yv + 104729u, f) - 1.0f, minore(N, wg - x));
   }
@@ -601,8 +599,7 @@ VARNO_VARIANTE void k_somme(const float* x, int64_t n, float* blocchi) {
   for (int64_t inizio = 0, b = 0; inizio < n; inizio += kBloccoSomma, ++b) {
     const int64_t fine = minore(n, inizio + kBloccoSomma);
     VD somma = {}, modulo = {};
-    VI unita;
-    for (int i = 0; i < N; ++i) unita[i] = 1 << 20;
+    VI unita = VI{} + (1 << 20);
     VI finito = ~VI{};
     for (int64_t i = inizio; i < fine; i += N) {
       const VF v = carica(x + i, minore(N, fine - i));

@@ -25,10 +25,14 @@ typedef float VF __attribute__((vector_size(N * 4)));
 typedef int32_t VI __attribute__((vector_size(N * 4)));
 typedef uint32_t VU __attribute__((vector_size(N * 4)));
 
+template <size_t... I>
+NUCLEO VF prima_ovunque(VF v, std::index_sequence<I...>) {
+  return __builtin_shufflevector(v, v, (static_cast<int>(I) * 0)...);
+}
+// x in every lane: one broadcast.
 NUCLEO VF uguali(float x) {
-  VF v;
-  for (int i = 0; i < N; ++i) v[i] = x;
-  return v;
+  const VF v = {x};
+  return prima_ovunque(v, std::make_index_sequence<N>{});
 }
 
 NUCLEO VF carica(const float* p) {
