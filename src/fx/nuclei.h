@@ -116,8 +116,10 @@ struct Nuclei {
                     bool flusso);
   // Reduced row Y of every output.
   void (*riduci)(const ParamRiduzione& p, int64_t Y);
-  // Row y of the picture.
-  void (*componi)(const ParamComposto& p, int64_t y);
+  // Band b of the picture: row b where the planes are read as they stand;
+  // where they are enlarged, the rows that share reduced rows b and b + 1,
+  // the last band reaching the frame's foot.
+  void (*componi)(const ParamComposto& p, int64_t b);
   // Full-size row y of a reduced plane, w samples.
   void (*ingrandisci)(const Ingrandimento& g, const float* copia, float* riga, int64_t w, int64_t y);
   // Row y of the picture, red and blue sampled from their planes (which keep

@@ -125,12 +125,35 @@ constexpr int piani_di(Maschera m) {
   return m == Maschera::alone_bianco ? 4 : (m == Maschera::alone_nero ? 3 : 1);
 }
 
+// Where a mask starts: luma at or below it gives 0 (or -0, which adds nothing
+// to a block's sum).
+constexpr float inizio_di(Maschera m) {
+  return m == Maschera::halation ? 0.62f
+         : m == Maschera::bloom ? 0.72f
+         : m == Maschera::streak ? 0.8f
+         : m == Maschera::stella ? 0.85f
+         : m == Maschera::glimmer ? 0.55f
+         : m == Maschera::alone_nero ? 0.45f
+                                     : 0.35f;
+}
+
 // The mask values of n pixels from luma l (and the picture's pixels at rgb).
+// A vector whose luma is all finite and at or below the mask's start skips
+// the ramp: its masks are zeros. (A finite luma means finite channels; an
+// infinite one gives NaN through the ramp.)
 template <Maschera M>
 NUCLEO void valori_maschera(VF l, const float* rgb, int64_t n, VF* m) {
   if constexpr (M == Maschera::luma) {
     m[0] = l;
-  } else if constexpr (M == Maschera::halation) {
+    return;
+  }
+  constexpr int primo = M == Maschera::alone_bianco ? 1 : 0;
+  if constexpr (primo == 1) m[0] = l;
+  if (nessuna(~((l <= uguali(inizio_di(M))) & (l >= uguali(-3.4028235e38f))))) {
+    for (int k = primo; k < piani_di(M); ++k) m[k] = VF{};
+    return;
+  }
+  if constexpr (M == Maschera::halation) {
     const VF t = rampa(l, 0.62f, 0.38f);
     VF v = t;
     const VI dentro = (t > VF{}) & (t < uguali(1.0f));
@@ -150,12 +173,10 @@ NUCLEO void valori_maschera(VF l, const float* rgb, int64_t n, VF* m) {
     const VF t = rampa(l, 0.55f, 0.45f);
     m[0] = t > VF{} ? (t >= uguali(1.0f) ? l : l * t) : VF{};
   } else {
-    constexpr int primo = M == Maschera::alone_bianco ? 1 : 0;
     const VF t = M == Maschera::alone_bianco ? rampa(l, 0.35f, 0.65f) : rampa(l, 0.45f, 0.55f);
     const VF peso = t * t;
     VF r, g, b;
     leggi_rgb(rgb, r, g, b, n);
-    if constexpr (primo == 1) m[0] = l;
     m[primo + 0] = r * peso;
     m[primo + 1] = g * peso;
     m[primo + 2] = b * peso;
@@ -277,29 +298,28 @@ NUCLEO RigheRidotte righe_ridotte(const Ingrandimento& g, int64_t y) {
   return r;
 }
 
-// The bilinear sample at full-size columns x .. x + N - 1 between reduced rows
-// a and c. The samples come from one load of each row and a lane shuffle; at
-// factor 1 the right neighbour is the next load, held at the last column.
-NUCLEO VF ingrandito(const Ingrandimento& g, const float* a, const float* c, VF ty, int64_t x) {
+// Reduced row `a` at full-size columns x .. x + N - 1, interpolated along the
+// row: the samples come from one load and a lane shuffle; at factor 1 the
+// right neighbour is the next load, held at the last column.
+NUCLEO VF lungo_riga(const Ingrandimento& g, const float* a, int64_t x) {
   const VF tx = carica(g.tx + x);
-  VF a0, a1, c0, c1;
+  VF a0, a1;
   if (g.riduzione == 1) {
     a0 = carica(a + x);
-    c0 = carica(c + x);
     const VI ultima = (corsie() + static_cast<int32_t>(x)) >= static_cast<int32_t>(g.w2 - 1);
     a1 = ultima ? a0 : carica(a + x + 1);
-    c1 = ultima ? c0 : carica(c + x + 1);
   } else {
-    const int64_t b = g.base[x / N];
-    const VF va = carica(a + b), vc = carica(c + b);
-    const VI i0 = carica_t<VI>(reinterpret_cast<const VI*>(g.indice0 + x));
-    const VI i1 = carica_t<VI>(reinterpret_cast<const VI*>(g.indice1 + x));
-    a0 = scegli(va, i0);
-    a1 = scegli(va, i1);
-    c0 = scegli(vc, i0);
-    c1 = scegli(vc, i1);
+    const VF va = carica(a + g.base[x / N]);
+    a0 = scegli(va, carica_t<VI>(reinterpret_cast<const VI*>(g.indice0 + x)));
+    a1 = scegli(va, carica_t<VI>(reinterpret_cast<const VI*>(g.indice1 + x)));
   }
-  return (a0 * (1.0f - tx) + a1 * tx) * (1.0f - ty) + (c0 * (1.0f - tx) + c1 * tx) * ty;
+  return a0 * (1.0f - tx) + a1 * tx;
+}
+
+// The bilinear sample at full-size columns x .. x + N - 1 between reduced rows
+// a and c.
+NUCLEO VF ingrandito(const Ingrandimento& g, const float* a, const float* c, VF ty, int64_t x) {
+  return lungo_riga(g, a, x) * (1.0f - ty) + lungo_riga(g, c, x) * ty;
 }
 
 VARNO_VARIANTE void k_ingrandisci(const Ingrandimento& g, const float* copia, float* riga, int64_t w, int64_t y) {
@@ -352,83 +372,113 @@ constexpr int piani_composto(Composto c) {
   return c == Composto::mistw ? 4 : (c == Composto::promist ? 3 : (c == Composto::nessuno ? 0 : 1));
 }
 
+// The stage's blend on one vector of pixels of row y from column x, given the
+// values e of its planes there; then the refresh of luma and the tail.
 template <Composto E>
-VARNO_VARIANTE void k_componi(const ParamComposto& p, int64_t y) {
-  constexpr int K = piani_composto(E);
+NUCLEO void componi_vettore(const ParamComposto& p, const RigheCoda& coda, int64_t y, int64_t x, int64_t n,
+                            const VF* e) {
   const int64_t w = p.larghezza;
-  float* riga = p.img + y * w * 3;
-  const Ingrandimento& g = p.ingrandimento;
-  const float* a[K > 0 ? K : 1] = {};
-  const float* c[K > 0 ? K : 1] = {};
-  VF ty = {};
-  if (g.riduzione > 0) {
-    const RigheRidotte r = righe_ridotte(g, y);
-    for (int k = 0; k < K; ++k) {
-      a[k] = p.piani[k] + r.y0 * g.w2;
-      c[k] = p.piani[k] + r.y1 * g.w2;
-    }
-    ty = uguali(r.ty);
-  } else {
-    for (int k = 0; k < K; ++k) a[k] = p.piani[k] + y * w;
-  }
-  const RigheCoda coda = righe_coda(p.coda, w, y);
+  float* pixel = p.img + (y * w + x) * 3;
   const float q = p.quanto;
-  for (int64_t x = 0; x < w; x += N) {
-    const int64_t n = minore(N, w - x);
-    VF R, G, B;
-    leggi_rgb(riga + 3 * x, R, G, B, n);
-    VF e[K > 0 ? K : 1];
-    for (int k = 0; k < K; ++k) e[k] = g.riduzione > 0 ? ingrandito(g, a[k], c[k], ty, x) : carica(a[k] + x, n);
-    if constexpr (E == Composto::enhance || E == Composto::pelle) {
-      const VF L = carica(p.luma + y * w + x, n);
-      const VF t = dettaglio(L - e[0]);
-      porta_rapporto(R, G, B, L, E == Composto::enhance ? L + 2.0f * (t * q) : L - t * q * 1.6f);
-    } else if constexpr (E == Composto::halation) {
-      // The weight goes in before the clamp; the screen itself is not clamped.
-      const VF s = e[0] * q;
-      const VF uno = uguali(1.0f);
-      R = schermo(minimo(1.0f * s, uno), R);
-      G = schermo(minimo(0.36f * s, uno), G);
-      B = schermo(minimo(0.12f * s, uno), B);
-    } else if constexpr (E == Composto::bloom) {
-      const VF s = minimo(q * e[0], uguali(1.0f));
-      R = schermo(s, R);
-      G = schermo(s, G);
-      B = schermo(s, B);
-    } else if constexpr (E == Composto::streak) {
-      // Clamped before the colour weight, so blue can reach s and red only 0.3 s.
-      const VF s = minimo(e[0] * q * 2.2f, uguali(1.0f));
-      R = schermo(0.3f * s, R);
-      G = schermo(0.55f * s, G);
-      B = schermo(1.0f * s, B);
-    } else if constexpr (E == Composto::promist) {
-      const VF uno = uguali(1.0f);
-      R = schermo(minimo(e[0] * q * 1.5f, uno), R);
-      G = schermo(minimo(e[1] * q * 1.5f, uno), G);
-      B = schermo(minimo(e[2] * q * 1.5f, uno), B);
-    } else if constexpr (E == Composto::mistw) {
-      const VF uno = uguali(1.0f);
-      const VF v = q * 0.22f * (e[0] * 0.5f + p.media * 0.5f);
-      VF* canali[3] = {&R, &G, &B};
-      for (int k = 0; k < 3; ++k) {
-        const VF s = schermo(minimo(e[k + 1] * q * 1.3f, uno), *canali[k]);
-        // A second screen, of a neutral veil; this filter alone clamps its result.
-        *canali[k] = limita01(s + v * (1.0f - s));
-      }
-    } else if constexpr (E == Composto::glimmer) {
-      const VF h = minimo(e[0] * q * 1.4f, uguali(1.0f));
-      R = schermo(h, R);
-      G = schermo(h, G);
-      B = schermo(h, B);
-    } else if constexpr (E == Composto::stella) {
-      const VF h = minimo(e[0] * q * 2.4f, uguali(1.0f));
-      R = schermo(h, R);
-      G = schermo(h, G);
-      B = schermo(h, B);
+  VF R, G, B;
+  leggi_rgb(pixel, R, G, B, n);
+  if constexpr (E == Composto::enhance || E == Composto::pelle) {
+    const VF L = carica(p.luma + y * w + x, n);
+    const VF t = dettaglio(L - e[0]);
+    porta_rapporto(R, G, B, L, E == Composto::enhance ? L + 2.0f * (t * q) : L - t * q * 1.6f);
+  } else if constexpr (E == Composto::halation) {
+    // The weight goes in before the clamp; the screen itself is not clamped.
+    const VF s = e[0] * q;
+    const VF uno = uguali(1.0f);
+    R = schermo(minimo(1.0f * s, uno), R);
+    G = schermo(minimo(0.36f * s, uno), G);
+    B = schermo(minimo(0.12f * s, uno), B);
+  } else if constexpr (E == Composto::bloom) {
+    const VF s = minimo(q * e[0], uguali(1.0f));
+    R = schermo(s, R);
+    G = schermo(s, G);
+    B = schermo(s, B);
+  } else if constexpr (E == Composto::streak) {
+    // Clamped before the colour weight, so blue can reach s and red only 0.3 s.
+    const VF s = minimo(e[0] * q * 2.2f, uguali(1.0f));
+    R = schermo(0.3f * s, R);
+    G = schermo(0.55f * s, G);
+    B = schermo(1.0f * s, B);
+  } else if constexpr (E == Composto::promist) {
+    const VF uno = uguali(1.0f);
+    R = schermo(minimo(e[0] * q * 1.5f, uno), R);
+    G = schermo(minimo(e[1] * q * 1.5f, uno), G);
+    B = schermo(minimo(e[2] * q * 1.5f, uno), B);
+  } else if constexpr (E == Composto::mistw) {
+    const VF uno = uguali(1.0f);
+    const VF v = q * 0.22f * (e[0] * 0.5f + p.media * 0.5f);
+    VF* canali[3] = {&R, &G, &B};
+    for (int k = 0; k < 3; ++k) {
+      const VF s = schermo(minimo(e[k + 1] * q * 1.3f, uno), *canali[k]);
+      // A second screen, of a neutral veil; this filter alone clamps its result.
+      *canali[k] = limita01(s + v * (1.0f - s));
     }
-    if (p.luma_nuova != nullptr) salva(p.luma_nuova + y * w + x, luminanza(R, G, B), n);
-    applica_coda(p.coda, coda, x, n, R, G, B);
-    scrivi_rgb(riga + 3 * x, R, G, B, n);
+  } else if constexpr (E == Composto::glimmer || E == Composto::stella) {
+    const VF h = minimo(e[0] * q * (E == Composto::glimmer ? 1.4f : 2.4f), uguali(1.0f));
+    R = schermo(h, R);
+    G = schermo(h, G);
+    B = schermo(h, B);
+  }
+  if (p.luma_nuova != nullptr) salva(p.luma_nuova + y * w + x, luminanza(R, G, B), n);
+  applica_coda(p.coda, coda, x, n, R, G, B);
+  scrivi_rgb(pixel, R, G, B, n);
+}
+
+// Band b of the picture: one row where the planes are read as they stand;
+// where they are enlarged, the full-size rows that share the same two reduced
+// rows (the last band reaching the frame's foot). Their interpolation along
+// the reduced rows is done once for the band, a group of columns at a time.
+template <Composto E>
+VARNO_VARIANTE void k_componi(const ParamComposto& p, int64_t b) {
+  constexpr int K = piani_composto(E) > 0 ? piani_composto(E) : 1;
+  const int64_t w = p.larghezza;
+  const Ingrandimento& g = p.ingrandimento;
+  if (g.riduzione == 0 || piani_composto(E) == 0) {
+    const RigheCoda coda = righe_coda(p.coda, w, b);
+    VF e[K] = {};
+    for (int64_t x = 0; x < w; x += N) {
+      const int64_t n = minore(N, w - x);
+      for (int k = 0; k < piani_composto(E); ++k) e[k] = carica(p.piani[k] + b * w + x, n);
+      componi_vettore<E>(p, coda, b, x, n, e);
+    }
+    return;
+  }
+  const int64_t ya = b * g.riduzione;
+  const int64_t yb = b == g.h2 - 1 ? p.altezza : minore(p.altezza, ya + g.riduzione);
+  const RigheRidotte banda = righe_ridotte(g, ya);
+  const float* a[K];
+  const float* c[K];
+  for (int k = 0; k < K; ++k) {
+    a[k] = p.piani[k] + banda.y0 * g.w2;
+    c[k] = p.piani[k] + banda.y1 * g.w2;
+  }
+  constexpr int64_t kGruppo = 16 * N;
+  alignas(64) float sopra[K][kGruppo], sotto[K][kGruppo];
+  for (int64_t xa = 0; xa < w; xa += kGruppo) {
+    const int64_t nx = minore(kGruppo, w - xa);
+    for (int k = 0; k < K; ++k)
+      for (int64_t x = 0; x < nx; x += N) {
+        salva(&sopra[k][x], lungo_riga(g, a[k], xa + x));
+        salva(&sotto[k][x], lungo_riga(g, c[k], xa + x));
+      }
+    for (int64_t y = ya; y < yb; ++y) {
+      const RigheRidotte r = righe_ridotte(g, y);
+      const bool condivise = r.y0 == banda.y0 && r.y1 == banda.y1;
+      const VF ty = uguali(r.ty);
+      const RigheCoda coda = righe_coda(p.coda, w, y);
+      for (int64_t x = 0; x < nx; x += N) {
+        VF e[K];
+        for (int k = 0; k < K; ++k)
+          e[k] = condivise ? carica(&sopra[k][x]) * (1.0f - ty) + carica(&sotto[k][x]) * ty
+                           : ingrandito(g, p.piani[k] + r.y0 * g.w2, p.piani[k] + r.y1 * g.w2, ty, xa + x);
+        componi_vettore<E>(p, coda, y, xa + x, minore(N, nx - x), e);
+      }
+    }
   }
 }
 

@@ -60,7 +60,8 @@ void riduci(const Nuclei& k, const ParamRiduzione& p, int64_t h2) {
 }
 
 void componi(const Nuclei& k, const ParamComposto& p) {
-  parallel_for(static_cast<uint64_t>(p.altezza), [&](uint64_t y) { k.componi(p, static_cast<int64_t>(y)); });
+  const int64_t bande = p.ingrandimento.riduzione > 0 ? p.ingrandimento.h2 : p.altezza;
+  parallel_for(static_cast<uint64_t>(bande), [&](uint64_t b) { k.componi(p, static_cast<int64_t>(b)); });
 }
 
 void riduci_maschera(const Nuclei& k, Maschera m, const Piano& luma, const Immagine* img, const Quadro& q,
