@@ -120,6 +120,10 @@ struct Nuclei {
   // where they are enlarged, the rows that share reduced rows b and b + 1,
   // the last band reaching the frame's foot.
   void (*componi)(const ParamComposto& p, int64_t b);
+  // Enhance and skin diffusion: the last vertical pass of their blur, down
+  // `colonne` (at most kColonneVerticali) columns from x0 of the frame-sized
+  // src, its sums going straight into the composite.
+  void (*verticale_componi)(const ParamComposto& p, const float* src, int64_t x0, int64_t colonne, int64_t raggio);
   // Full-size row y of a reduced plane, w samples.
   void (*ingrandisci)(const Ingrandimento& g, const float* copia, float* riga, int64_t w, int64_t y);
   // Row y of the picture, red and blue sampled from their planes (which keep

@@ -482,6 +482,52 @@ VARNO_VARIANTE void k_componi(const ParamComposto& p, int64_t b) {
   }
 }
 
+// The last vertical pass of a full-size blur down `colonne` columns from x0
+// of src, each row's sums laid straight into the stage's composite instead of
+// a plane (enhance and skin diffusion). The picture's and luma's rows ahead
+// are fetched as the sums' are.
+template <Composto E>
+VARNO_VARIANTE void k_verticale_componi(const ParamComposto& p, const float* src, int64_t x0, int64_t colonne,
+                                        int64_t raggio) {
+  constexpr int64_t kMax = kColonneVerticali / N;
+  const int64_t w = p.larghezza, h = p.altezza;
+  const int64_t nv = (colonne + N - 1) / N;
+  VF somma[kMax];
+  for (int64_t j = 0; j < nv; ++j) somma[j] = VF{};
+  const int64_t ultimo = h - 1;
+  src += x0;
+  for (int64_t k = -raggio; k <= raggio; ++k) {
+    const float* riga = src + (k < 0 ? 0 : (k > ultimo ? ultimo : k)) * w;
+    for (int64_t j = 0; j < nv; ++j) somma[j] += carica(riga + j * N, minore(N, colonne - j * N));
+  }
+  const float finestra = static_cast<float>(2 * raggio + 1);
+  for (int64_t y = 0; y < h; ++y) {
+    const int64_t entra = y + raggio + 1 < ultimo ? y + raggio + 1 : ultimo;
+    const int64_t esce = y - raggio > 0 ? y - raggio : 0;
+    const float* a = src + entra * w;
+    const float* b = src + esce * w;
+    const int64_t avanti = minore(y + 8, ultimo);
+    for (int64_t j = 0; j < colonne; j += 16) {
+      __builtin_prefetch(src + minore(entra + 16, ultimo) * w + j);
+      __builtin_prefetch(p.luma + avanti * w + x0 + j);
+    }
+    for (int64_t j = 0; j < 3 * colonne; j += 16) __builtin_prefetch(p.img + (avanti * w + x0) * 3 + j);
+    const RigheCoda coda = righe_coda(p.coda, w, y);
+    for (int64_t j = 0; j < nv; ++j) {
+      const int64_t n = minore(N, colonne - j * N);
+      const VF e[1] = {somma[j] / finestra};
+      componi_vettore<E>(p, coda, y, x0 + j * N, n, e);
+      somma[j] = somma[j] + (carica(a + j * N, n) - carica(b + j * N, n));
+    }
+  }
+}
+
+VARNO_VARIANTE void k_verticale_componi_tutti(const ParamComposto& p, const float* src, int64_t x0, int64_t colonne,
+                                              int64_t raggio) {
+  if (p.tipo == Composto::enhance) return k_verticale_componi<Composto::enhance>(p, src, x0, colonne, raggio);
+  k_verticale_componi<Composto::pelle>(p, src, x0, colonne, raggio);
+}
+
 VARNO_VARIANTE void k_componi_tutti(const ParamComposto& p, int64_t y) {
   switch (p.tipo) {
     case Composto::nessuno: return k_componi<Composto::nessuno>(p, y);
@@ -595,7 +641,7 @@ VARNO_VARIANTE void k_aberrazione(const ParamAberrazione& p, int64_t y) {
 // total weight, are added in order.
 VARNO_VARIANTE void k_stella(const float* piano, int64_t passo, int64_t w2, int64_t y, int32_t direzioni, int64_t taps,
                              const int32_t* spostamenti, const float* pesi, float peso_totale, float* riga) {
-  constexpr int64_t B = 4;
+  constexpr int64_t B = 8;  // vectors summed side by side, enough to hide the adds' latency
   for (int64_t x = 0; x < w2; x += B * N) {
     VF somma[B] = {};
     for (int32_t d = 0; d < direzioni; ++d) {
@@ -695,6 +741,7 @@ Nuclei crea_nuclei(Isa isa) {
   k.verticale = k_verticale;
   k.riduci = k_riduci_tutte;
   k.componi = k_componi_tutti;
+  k.verticale_componi = k_verticale_componi_tutti;
   k.ingrandisci = k_ingrandisci;
   k.aberrazione = k_aberrazione;
   k.separa = k_separa;

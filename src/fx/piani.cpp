@@ -6,6 +6,39 @@
 
 namespace varno {
 
+namespace {
+
+// A plane that no cache holds: passes over it stream.
+bool grande(int64_t w, int64_t h) { return w * h >= (int64_t{1} << 22); }
+
+// Rows go in bands of one per lane; each band turns through a borrowed scratch.
+void orizzontale(const Nuclei& k, const float* src, float* dst, int64_t w, int64_t h, int64_t raggio) {
+  const int64_t banda = k.corsie;
+  parallel_for(static_cast<uint64_t>((h + banda - 1) / banda), [&](uint64_t b) {
+    const int64_t y = static_cast<int64_t>(b) * banda;
+    Prestito appoggio(static_cast<size_t>(2 * w * banda));
+    k.orizzontale(src + y * w, dst + y * w, w, std::min(banda, h - y), w, raggio, appoggio.data());
+  });
+}
+
+// Columns go in groups of whole vectors, never so wide that a plane of
+// sixteen vectors or more would run on one thread.
+template <class Corpo>
+void per_gruppi(const Nuclei& k, int64_t w, Corpo&& corpo) {
+  const int64_t n = k.corsie;
+  const int64_t gruppo = std::clamp<int64_t>(w / 16 / n * n, n, kColonneVerticali);
+  parallel_for(static_cast<uint64_t>((w + gruppo - 1) / gruppo), [&](uint64_t g) {
+    const int64_t x = static_cast<int64_t>(g) * gruppo;
+    corpo(x, std::min(gruppo, w - x));
+  });
+}
+
+void verticale(const Nuclei& k, const float* src, float* dst, int64_t w, int64_t h, int64_t raggio) {
+  per_gruppi(k, w, [&](int64_t x, int64_t colonne) { k.verticale(src + x, dst + x, w, h, colonne, raggio, grande(w, h)); });
+}
+
+}  // namespace
+
 Tabella::Tabella(const Nuclei& k, int64_t larghezza, int32_t riduzione, int64_t w2, int64_t h2) {
   const int64_t n = k.corsie;
   const int64_t colonne = (larghezza + n - 1) / n * n;
@@ -95,12 +128,20 @@ void dettaglio_locale(Composto tipo, Immagine& img, const Piano& luma, const Qua
                       const Seguito& poi) {
   if (q.larghezza < 1 || q.altezza < 1) return;
   const Nuclei& k = nuclei();
-  PianoPrestato sfocata(q.larghezza, q.altezza);
-  box_blur(k, sfocata.dati(), q.larghezza, q.altezza, raggio, 3, luma.data());
+  const int64_t w = q.larghezza, h = q.altezza;
+  // Five passes of the blur between two planes; the sixth feeds the composite.
+  PianoPrestato sfocata(w, h);
+  Prestito scratch(static_cast<size_t>(w * h));
+  const float* sorgente = luma.data();
+  for (int i = 0; i < 2; ++i) {
+    orizzontale(k, sorgente, scratch.data(), w, h, raggio);
+    verticale(k, scratch.data(), sfocata.dati(), w, h, raggio);
+    sorgente = sfocata.dati();
+  }
+  orizzontale(k, sorgente, scratch.data(), w, h, raggio);
   ParamComposto p = composto(tipo, img, q, quanto, poi);
   p.luma = luma.data();
-  p.piani[0] = sfocata.dati();
-  componi(k, p);
+  per_gruppi(k, w, [&](int64_t x, int64_t colonne) { k.verticale_componi(p, scratch.data(), x, colonne, raggio); });
 }
 
 void bagliore(Maschera m, Composto tipo, Immagine& img, const Piano& luma, const Quadro& q, int32_t raggio,
@@ -121,34 +162,6 @@ void bagliore(Maschera m, Composto tipo, Immagine& img, const Piano& luma, const
   if (f >= 2) c.ingrandimento = t.emplace(k, q.larghezza, f, w2, h2).ingrandimento();
   componi(k, c);
 }
-
-namespace {
-
-// A plane that no cache holds: passes over it stream.
-bool grande(int64_t w, int64_t h) { return w * h >= (int64_t{1} << 22); }
-
-// Rows go in bands of one per lane; each band turns through a borrowed scratch.
-void orizzontale(const Nuclei& k, const float* src, float* dst, int64_t w, int64_t h, int64_t raggio) {
-  const int64_t banda = k.corsie;
-  parallel_for(static_cast<uint64_t>((h + banda - 1) / banda), [&](uint64_t b) {
-    const int64_t y = static_cast<int64_t>(b) * banda;
-    Prestito appoggio(static_cast<size_t>(2 * w * banda));
-    k.orizzontale(src + y * w, dst + y * w, w, std::min(banda, h - y), w, raggio, appoggio.data());
-  });
-}
-
-// Columns go in groups of whole vectors, never so wide that a plane of
-// sixteen vectors or more would run on one thread.
-void verticale(const Nuclei& k, const float* src, float* dst, int64_t w, int64_t h, int64_t raggio) {
-  const int64_t n = k.corsie;
-  const int64_t gruppo = std::clamp<int64_t>(w / 16 / n * n, n, kColonneVerticali);
-  parallel_for(static_cast<uint64_t>((w + gruppo - 1) / gruppo), [&](uint64_t g) {
-    const int64_t x = static_cast<int64_t>(g) * gruppo;
-    k.verticale(src + x, dst + x, w, h, std::min(gruppo, w - x), raggio, grande(w, h));
-  });
-}
-
-}  // namespace
 
 void box_blur(const Nuclei& k, float* piano, int64_t w, int64_t h, int64_t raggio, int32_t passate,
               const float* sorgente) {

@@ -35,11 +35,12 @@ void fx_stella(Immagine& img, const Piano& luma, const Quadro& q, float stella, 
 
   // The highlight mask (the luminance itself under a squared ramp from 0.85)
   // reduced into a plane with a zero border as wide as a ray's reach: a tap
-  // that falls off the plane reads +0 there instead of being skipped.
+  // that falls off the plane reads +0 there instead of being skipped. The
+  // kernel reads up to eight vectors past a row's end.
   const int64_t w2 = lato_ridotto(w, rid), h2 = lato_ridotto(h, rid);
   const int64_t passo = w2 + 2 * mezza;
   const int64_t righe = h2 + 2 * mezza;
-  Prestito bordato(static_cast<size_t>(passo * righe + 4 * kMarginePiano));
+  Prestito bordato(static_cast<size_t>(passo * righe + 8 * 16));
   float* const origine = bordato.data() + mezza * passo + mezza;
   std::fill(bordato.data(), origine, 0.0f);
   parallel_for(static_cast<uint64_t>(h2), [&](uint64_t y) {
