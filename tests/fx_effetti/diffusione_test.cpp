@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <vector>
 
-#include "fx/campiona.h"
 #include "fx_effetti/comune.h"
 
 namespace varno {
@@ -44,7 +43,7 @@ TEST(Diffusione, HaloRadiusAndReductionTables) {
       for (size_t i = 0; i < a.size(); ++i) {
         if (f.img[i * 3 + 1] == 1.0f) continue;  // the square itself
         const float h = std::fmin(a[i] * 0.55f * filtro.guadagno, 1.0f);
-        ASSERT_EQ(f.img[i * 3 + 1], schermo(h, 0.0f)) << filtro.nome << " " << m.w << "x" << m.h << " at " << i;
+        ASSERT_EQ(f.img[i * 3 + 1], prova::schermo(h, 0.0f)) << filtro.nome << " " << m.w << "x" << m.h << " at " << i;
       }
     }
 }
