@@ -35,11 +35,14 @@ void aggiorna_luma(const Immagine& img, Piano& luma, const Quadro& q);
 void applica_fx(Immagine& img, int32_t larghezza, int32_t altezza, const FxRicetta& ricetta);
 
 struct Coda;
+struct Prossima;
 // What a stage adds to the last pass over its pixels: luma refreshed from what
-// it writes, and the chain's closing per-pixel stages laid over them.
+// it writes, the chain's closing per-pixel stages laid over them, or the next
+// stage's reduction of them.
 struct Seguito {
   Piano* luma = nullptr;
   const Coda* coda = nullptr;
+  const Prossima* prossima = nullptr;
 };
 
 // The stages. Each reads the picture as the previous stage left it and writes

@@ -6,10 +6,9 @@
 namespace varno {
 
 void fx_glimmer(Immagine& img, const Piano& luma, const Quadro& q, float glimmer, const Seguito& poi) {
-  int32_t raggio = arrotonda_raggio(0.008 * q.lato_max);
-  if (raggio < 2) raggio = 2;
-  // The reduction as it stands: a frame under 1920 blurs at full size.
-  bagliore(Maschera::glimmer, Composto::glimmer, img, luma, q, raggio, q.riduzione, glimmer, poi);
+  FxRicetta r;
+  r.glimmer = glimmer;
+  bagliore(8, img, luma, q, r, poi);
 }
 
 }  // namespace varno

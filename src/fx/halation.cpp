@@ -1,5 +1,3 @@
-#include <algorithm>
-
 #include "fx/fx.h"
 #include "fx/piani.h"
 
@@ -9,8 +7,9 @@ namespace varno {
 // a ramp from 0.62 to the power 1.6, each channel's weight applied before the
 // clamp of the screen.
 void fx_halation(Immagine& img, const Piano& luma, const Quadro& q, float halation, const Seguito& poi) {
-  bagliore(Maschera::halation, Composto::halation, img, luma, q, std::max<int32_t>(2, q.raggio_halation),
-           q.riduzione, halation, poi);
+  FxRicetta r;
+  r.halation = halation;
+  bagliore(2, img, luma, q, r, poi);
 }
 
 }  // namespace varno

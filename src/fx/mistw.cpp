@@ -6,7 +6,6 @@
 #include <optional>
 
 #include "fx/fx.h"
-#include "fx/nebbia.h"
 #include "fx/piani.h"
 #include "render/parallelo.h"
 
@@ -65,46 +64,30 @@ double somma_in_ordine(const Nuclei& k, const float* x, int64_t w, int64_t h) {
 }
 
 void fx_mistw(Immagine& img, const Piano& luma, const Quadro& q, float mistw, const Seguito& poi) {
-  if (q.larghezza <= 0 || q.altezza <= 0) return;
+  FxRicetta r;
+  r.mistw = mistw;
+  bagliore(7, img, luma, q, r, poi);
+}
+
+// The veil's local brightness from luma and the halo of each channel, four
+// reduced planes, and the blocks of the frame mean, all from one pass.
+void completa_mistw(Ridotti& r, Immagine& img, const Piano& luma, const Quadro& q, float mistw, const Seguito& poi) {
   const Nuclei& k = nuclei();
-  const MisuraNebbia misura = misura_nebbia(q);
-  const int32_t f = misura.riduzione;
   const int64_t w = q.larghezza, h = q.altezza;
-  const int64_t w2 = lato_ridotto(w, f), h2 = lato_ridotto(h, f);
-
-  // The veil's local brightness from luma and the halo of each channel, all
-  // four reduced in one pass, which also sums the blocks of the frame mean.
-  std::optional<PianoPrestato> piani[4];
-  ParamRiduzione p;
-  p.maschera = Maschera::alone_bianco;
-  p.luma = luma.data();
-  p.img = img.data();
-  p.larghezza = w;
-  p.altezza = h;
-  p.riduzione = f;
-  p.w2 = w2;
-  for (int i = 0; i < 4; ++i) p.uscite[i] = piani[i].emplace(w2, h2).dati();
-  p.passo = w2;
-  const int64_t per_riga = (w + kBloccoSomma - 1) / kBloccoSomma;
-  Prestito blocchi(static_cast<size_t>(h * per_riga * kFloatBlocco));
-  parallel_for(static_cast<uint64_t>(h2), [&](uint64_t yy) {
-    const int64_t Y = static_cast<int64_t>(yy);
-    k.riduci(p, Y);
-    const int64_t fine = Y == h2 - 1 ? h : std::min(h, (Y + 1) * f);
-    for (int64_t y = Y * f; y < fine; ++y) k.somme(luma.data() + y * w, w, blocchi.data() + y * per_riga * kFloatBlocco);
-  });
-  for (int i = 0; i < 4; ++i) box_blur(k, p.uscite[i], w2, h2, std::max(1, misura.raggio / f), 3);
-
   // Frame mean in double, in index order, as one thread adding value after
   // value gets it: the result never depends on how rows are split.
-  const double somma = somma_in_ordine(luma.data(), w, h, blocchi.data());
+  const double somma = somma_in_ordine(luma.data(), w, h, r.blocchi(k, luma, q));
   const float media = static_cast<float>(somma / static_cast<double>(w * h));
 
-  const Tabella t(k, w, f, w2, h2);
+  const int64_t w2 = r.w2(), h2 = r.h2();
+  const int32_t raggio = std::max(1, bagliore_di(7, q).raggio / r.riduzione());
+  for (int i = 0; i < 4; ++i) box_blur(k, r.piano(i), w2, h2, raggio, 3);
+  const Tabella t(k, w, r.riduzione(), w2, h2);
   ParamComposto c = composto(Composto::mistw, img, q, mistw, poi);
-  for (int i = 0; i < 4; ++i) c.piani[i] = p.uscite[i];
+  for (int i = 0; i < 4; ++i) c.piani[i] = r.piano(i);
   c.ingrandimento = t.ingrandimento();
   c.media = media;
+  c.luma = luma.data();
   componi(k, c);
 }
 

@@ -62,6 +62,21 @@ struct Coda {
   float grana = 0.0f;
 };
 
+// A stage's reduction done by the pass that writes the picture before it: the
+// stage's masks of the pixels as that pass leaves them, reduced by riduzione
+// into w2 x h2 planes. The pass then walks the frame in bands of riduzione rows.
+struct Prossima {
+  Maschera maschera = Maschera::luma;
+  int32_t riduzione = 1;
+  int64_t w2 = 0, h2 = 0;
+  float* uscite[4] = {};
+  int64_t passo = 0;
+  // The pass leaves luma as it was (bloom): the masks read it from the plane.
+  bool luma_dal_piano = false;
+  // White Pro-Mist's frame mean: the blocks of the luma its masks use.
+  float* blocchi = nullptr;
+};
+
 enum class Composto : int32_t { nessuno, enhance, pelle, halation, bloom, streak, promist, stella, mistw, glimmer };
 
 struct ParamComposto {
@@ -75,6 +90,8 @@ struct ParamComposto {
   const float* piani[4] = {};
   Ingrandimento ingrandimento;   // how the planes are read
   Coda coda;
+  const Prossima* prossima = nullptr;  // never together with a tail
+  bool scrivi = true;                  // false: the pass only reads the picture
 };
 
 struct ParamAberrazione {
@@ -116,12 +133,14 @@ struct Nuclei {
                     bool flusso);
   // Reduced row Y of every output.
   void (*riduci)(const ParamRiduzione& p, int64_t Y);
-  // Band b of the picture: row b where the planes are read as they stand;
-  // where they are enlarged, the rows that share reduced rows b and b + 1,
-  // the last band reaching the frame's foot.
+  // Band b of the picture: the rows of the next stage's reduced row b when a
+  // reduction rides on the pass; else row b where the planes are read as they
+  // stand, or the rows that share reduced rows b and b + 1 where they are
+  // enlarged. The last band reaches the frame's foot.
   void (*componi)(const ParamComposto& p, int64_t b);
   // Enhance and skin diffusion: the last vertical pass of their blur, down
-  // `colonne` (at most kColonneVerticali) columns from x0 of the frame-sized
+  // `colonne` (at most kColonneVerticali, a multiple of the next stage's
+  // reduction if one rides on the pass) columns from x0 of the frame-sized
   // src, its sums going straight into the composite.
   void (*verticale_componi)(const ParamComposto& p, const float* src, int64_t x0, int64_t colonne, int64_t raggio);
   // Full-size row y of a reduced plane, w samples.

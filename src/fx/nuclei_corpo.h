@@ -137,12 +137,12 @@ constexpr float inizio_di(Maschera m) {
                                      : 0.35f;
 }
 
-// The mask values of n pixels from luma l (and the picture's pixels at rgb).
-// A vector whose luma is all finite and at or below the mask's start skips
-// the ramp: its masks are zeros. (A finite luma means finite channels; an
-// infinite one gives NaN through the ramp.)
+// The mask values of a vector of pixels from their luma l and channels r, g,
+// b (read by the halo masks only). A vector whose luma is all finite and at
+// or below the mask's start skips the ramp: its masks are zeros. (A finite
+// luma means finite channels; an infinite one gives NaN through the ramp.)
 template <Maschera M>
-NUCLEO void valori_maschera(VF l, const float* rgb, int64_t n, VF* m) {
+NUCLEO void valori_maschera(VF l, VF r, VF g, VF b, VF* m) {
   if constexpr (M == Maschera::luma) {
     m[0] = l;
     return;
@@ -175,62 +175,112 @@ NUCLEO void valori_maschera(VF l, const float* rgb, int64_t n, VF* m) {
   } else {
     const VF t = M == Maschera::alone_bianco ? rampa(l, 0.35f, 0.65f) : rampa(l, 0.45f, 0.55f);
     const VF peso = t * t;
-    VF r, g, b;
-    leggi_rgb(rgb, r, g, b, n);
     m[primo + 0] = r * peso;
     m[primo + 1] = g * peso;
     m[primo + 2] = b * peso;
   }
 }
 
-// Reduced row Y: each block's mask values summed row after row from 0, then
-// divided by the count of its samples inside the frame. Reduced columns go in
-// groups whose mask rows fit on the stack; samples past the frame's last
-// column read as +0, which leaves a sum that never is -0 unchanged.
+// Reduced columns a group of block sums covers.
+constexpr int64_t kGruppoRidotto = 4 * N;
+
+// One row's masks added to the block sums of a group of reduced columns: l,
+// r, g, b hold the row's luma and channels from the group's first column,
+// zeros past the frame, vettori * N * F of each; somma holds the K planes'
+// sums, vettori vectors each. Each block adds its samples from 0, row after
+// row and left to right along a row; zeros past the frame's last column add
+// nothing to a sum that is never -0.
 template <Maschera M, int F>
-VARNO_VARIANTE void k_riduci(const ParamRiduzione& p, int64_t Y) {
+VARNO_VARIANTE void accumula(const float* l, const float* r, const float* g, const float* b, int64_t vettori,
+                             VF* somma) {
   constexpr int K = piani_di(M);
-  constexpr int64_t kGruppo = 4 * N;  // reduced columns a group
-  const int64_t f = F;
-  const int64_t w = p.larghezza;
-  const int64_t y0 = Y * f;
-  const int64_t y1 = minore(y0 + f, p.altezza);
-  const float conta = static_cast<float>((y1 - y0) * minore(f, w));
-  alignas(64) float m[K][kGruppo * F];
-  for (int64_t Xa = 0; Xa < p.w2; Xa += kGruppo) {
-    const int64_t nX = minore(kGruppo, p.w2 - Xa);
-    const int64_t vettori = (nX + N - 1) / N;
-    const int64_t xa = Xa * f;
-    const int64_t nx = minore(vettori * N * f, w - xa);
-    VF somma[K][kGruppo / N];
-    for (int k = 0; k < K; ++k)
-      for (int64_t v = 0; v < vettori; ++v) somma[k][v] = VF{};
-    for (int64_t y = y0; y < y1; ++y) {
-      const float* l = p.luma + y * w + xa;
-      const float* rgb = p.img != nullptr ? p.img + (y * w + xa) * 3 : nullptr;
-      for (int64_t x = 0; x < nx; x += N) {
-        const int64_t n = minore(N, nx - x);
-        VF v[K];
-        valori_maschera<M>(carica(l + x, n), rgb != nullptr ? rgb + 3 * x : nullptr, n, v);
-        for (int k = 0; k < K; ++k) salva(&m[k][x], v[k], n);
-      }
-      for (int k = 0; k < K; ++k)
-        for (int64_t x = nx; x < vettori * N * f; ++x) m[k][x] = 0.0f;
-      for (int k = 0; k < K; ++k)
-        for (int64_t v = 0; v < vettori; ++v) {
-          VF s[F];
-          for (int i = 0; i < F; ++i) s[i] = carica(&m[k][(v * F + i) * N]);
-          VF a = somma[k][v];
-          a = a + flusso<F, 0>(s);
-          if constexpr (F > 1) a = a + flusso<F, 1>(s);
-          if constexpr (F > 2) a = a + flusso<F, 2>(s);
-          if constexpr (F > 3) a = a + flusso<F, 3>(s);
-          somma[k][v] = a;
-        }
+  for (int64_t v = 0; v < vettori; ++v) {
+    VF m[K][F];
+    for (int i = 0; i < F; ++i) {
+      const int64_t x = (v * F + i) * N;
+      VF mi[K];
+      valori_maschera<M>(carica(l + x), carica(r + x), carica(g + x), carica(b + x), mi);
+      for (int k = 0; k < K; ++k) m[k][i] = mi[k];
     }
-    for (int k = 0; k < K; ++k)
-      for (int64_t v = 0; v < vettori; ++v)
-        salva(p.uscite[k] + Y * p.passo + Xa + v * N, somma[k][v] / conta, minore(N, nX - v * N));
+    for (int k = 0; k < K; ++k) {
+      VF a = somma[k * vettori + v];
+      a = a + flusso<F, 0>(m[k]);
+      if constexpr (F > 1) a = a + flusso<F, 1>(m[k]);
+      if constexpr (F > 2) a = a + flusso<F, 2>(m[k]);
+      if constexpr (F > 3) a = a + flusso<F, 3>(m[k]);
+      somma[k * vettori + v] = a;
+    }
+  }
+}
+
+using Accumula = void (*)(const float*, const float*, const float*, const float*, int64_t, VF*);
+
+template <Maschera M>
+Accumula accumula_per(int32_t f) {
+  switch (f) {
+    case 1: return accumula<M, 1>;
+    case 2: return accumula<M, 2>;
+    case 3: return accumula<M, 3>;
+    default: return accumula<M, 4>;
+  }
+}
+
+// The accumulation of a mask at a factor 1 to 4.
+inline Accumula accumula_di(Maschera m, int32_t f) {
+  switch (m) {
+    case Maschera::luma: return accumula_per<Maschera::luma>(f);
+    case Maschera::halation: return accumula_per<Maschera::halation>(f);
+    case Maschera::bloom: return accumula_per<Maschera::bloom>(f);
+    case Maschera::streak: return accumula_per<Maschera::streak>(f);
+    case Maschera::stella: return accumula_per<Maschera::stella>(f);
+    case Maschera::glimmer: return accumula_per<Maschera::glimmer>(f);
+    case Maschera::alone_nero: return accumula_per<Maschera::alone_nero>(f);
+    default: return accumula_per<Maschera::alone_bianco>(f);
+  }
+}
+
+// The block means of a group of reduced columns from Xa: sums divided by the
+// count of samples each block has inside the frame.
+NUCLEO void salva_medie(int K, const VF* somma, int64_t vettori, float conta, float* const* uscite, int64_t riga,
+                        int64_t Xa, int64_t nX) {
+  for (int k = 0; k < K; ++k)
+    for (int64_t v = 0; v < vettori && v * N < nX; ++v)
+      salva(uscite[k] + riga + Xa + v * N, somma[k * vettori + v] / conta, minore(N, nX - v * N));
+}
+
+// Reduced row Y from the frame's luma (and picture): groups of reduced columns
+// whose rows of inputs fit on the stack.
+VARNO_VARIANTE void k_riduci(const ParamRiduzione& p, int64_t Y) {
+  const int64_t f = p.riduzione, w = p.larghezza;
+  const int64_t y0 = Y * f, y1 = minore(y0 + f, p.altezza);
+  const int K = piani_di(p.maschera);
+  const bool canali = K > 1;
+  const Accumula somma_righe = accumula_di(p.maschera, p.riduzione);
+  const float conta = static_cast<float>((y1 - y0) * minore(f, w));
+  alignas(64) float l[kGruppoRidotto * 4], r[kGruppoRidotto * 4], g[kGruppoRidotto * 4], b[kGruppoRidotto * 4];
+  for (int64_t Xa = 0; Xa < p.w2; Xa += kGruppoRidotto) {
+    const int64_t nX = minore(kGruppoRidotto, p.w2 - Xa);
+    const int64_t vettori = (nX + N - 1) / N;
+    const int64_t xa = Xa * f, larghi = vettori * N * f;
+    const int64_t nx = minore(larghi, w - xa);
+    VF somma[4 * kGruppoRidotto / N];
+    for (int64_t i = 0; i < K * vettori; ++i) somma[i] = VF{};
+    for (int64_t y = y0; y < y1; ++y) {
+      const float* riga = p.luma + y * w + xa;
+      for (int64_t x = 0; x < larghi; x += N) salva(l + x, carica(riga + x, nx - x));
+      if (canali) {
+        const float* rgb = p.img + (y * w + xa) * 3;
+        for (int64_t x = 0; x < larghi; x += N) {
+          VF R, G, B;
+          leggi_rgb(rgb + 3 * x, R, G, B, nx - x);
+          salva(r + x, R);
+          salva(g + x, G);
+          salva(b + x, B);
+        }
+      }
+      somma_righe(l, canali ? r : l, canali ? g : l, canali ? b : l, vettori, somma);
+    }
+    salva_medie(K, somma, vettori, conta, p.uscite, Y * p.passo, Xa, nX);
   }
 }
 
@@ -245,9 +295,10 @@ VARNO_VARIANTE void k_riduci_lento(const ParamRiduzione& p, int64_t Y) {
     int64_t conta = 0;
     for (int64_t y = y0; y < y1; ++y)
       for (int64_t x = X * f; x < (X + 1) * f && x < w; ++x) {
-        VF v[K];
         const int64_t i = y * w + x;
-        valori_maschera<M>(carica(p.luma + i, 1), p.img != nullptr ? p.img + 3 * i : nullptr, 1, v);
+        VF v[K], R = {}, G = {}, B = {};
+        if (K > 1) leggi_rgb(p.img + 3 * i, R, G, B, 1);
+        valori_maschera<M>(carica(p.luma + i, 1), R, G, B, v);
         for (int k = 0; k < K; ++k) somma[k] += v[k][0];
         ++conta;
       }
@@ -256,27 +307,17 @@ VARNO_VARIANTE void k_riduci_lento(const ParamRiduzione& p, int64_t Y) {
   }
 }
 
-template <Maschera M>
-VARNO_VARIANTE void k_riduci_per(const ParamRiduzione& p, int64_t Y) {
-  switch (p.riduzione) {
-    case 1: return k_riduci<M, 1>(p, Y);
-    case 2: return k_riduci<M, 2>(p, Y);
-    case 3: return k_riduci<M, 3>(p, Y);
-    case 4: return k_riduci<M, 4>(p, Y);
-    default: return k_riduci_lento<M>(p, Y);
-  }
-}
-
 VARNO_VARIANTE void k_riduci_tutte(const ParamRiduzione& p, int64_t Y) {
+  if (p.riduzione >= 1 && p.riduzione <= 4) return k_riduci(p, Y);
   switch (p.maschera) {
-    case Maschera::luma: return k_riduci_per<Maschera::luma>(p, Y);
-    case Maschera::halation: return k_riduci_per<Maschera::halation>(p, Y);
-    case Maschera::bloom: return k_riduci_per<Maschera::bloom>(p, Y);
-    case Maschera::streak: return k_riduci_per<Maschera::streak>(p, Y);
-    case Maschera::stella: return k_riduci_per<Maschera::stella>(p, Y);
-    case Maschera::glimmer: return k_riduci_per<Maschera::glimmer>(p, Y);
-    case Maschera::alone_nero: return k_riduci_per<Maschera::alone_nero>(p, Y);
-    case Maschera::alone_bianco: return k_riduci_per<Maschera::alone_bianco>(p, Y);
+    case Maschera::luma: return k_riduci_lento<Maschera::luma>(p, Y);
+    case Maschera::halation: return k_riduci_lento<Maschera::halation>(p, Y);
+    case Maschera::bloom: return k_riduci_lento<Maschera::bloom>(p, Y);
+    case Maschera::streak: return k_riduci_lento<Maschera::streak>(p, Y);
+    case Maschera::stella: return k_riduci_lento<Maschera::stella>(p, Y);
+    case Maschera::glimmer: return k_riduci_lento<Maschera::glimmer>(p, Y);
+    case Maschera::alone_nero: return k_riduci_lento<Maschera::alone_nero>(p, Y);
+    case Maschera::alone_bianco: return k_riduci_lento<Maschera::alone_bianco>(p, Y);
   }
 }
 
@@ -368,6 +409,10 @@ NUCLEO void applica_coda(const Coda& k, const RigheCoda& r, int64_t x, int64_t n
   }
 }
 
+// Floats a row of a pass's outputs for the next stage's masks holds: luma,
+// then red, green and blue, this far apart.
+constexpr int64_t kRigaUscita = kColonneVerticali + 4 * N;
+
 constexpr int piani_composto(Composto c) {
   return c == Composto::mistw ? 4 : (c == Composto::promist ? 3 : (c == Composto::nessuno ? 0 : 1));
 }
@@ -376,7 +421,7 @@ constexpr int piani_composto(Composto c) {
 // values e of its planes there; then the refresh of luma and the tail.
 template <Composto E>
 NUCLEO void componi_vettore(const ParamComposto& p, const RigheCoda& coda, int64_t y, int64_t x, int64_t n,
-                            const VF* e) {
+                            const VF* e, float* uscita = nullptr) {
   const int64_t w = p.larghezza;
   float* pixel = p.img + (y * w + x) * 3;
   const float q = p.quanto;
@@ -424,68 +469,138 @@ NUCLEO void componi_vettore(const ParamComposto& p, const RigheCoda& coda, int64
     G = schermo(h, G);
     B = schermo(h, B);
   }
-  if (p.luma_nuova != nullptr) salva(p.luma_nuova + y * w + x, luminanza(R, G, B), n);
+  if (p.luma_nuova != nullptr || uscita != nullptr) {
+    const VF l = luminanza(R, G, B);
+    if (p.luma_nuova != nullptr) salva(p.luma_nuova + y * w + x, l, n);
+    if (uscita != nullptr) {
+      // What the next stage's masks read, zeros past the frame.
+      const VI vive = corsie() < static_cast<int32_t>(n);
+      salva(uscita, vive ? l : VF{});
+      salva(uscita + kRigaUscita, vive ? R : VF{});
+      salva(uscita + 2 * kRigaUscita, vive ? G : VF{});
+      salva(uscita + 3 * kRigaUscita, vive ? B : VF{});
+    }
+  }
   applica_coda(p.coda, coda, x, n, R, G, B);
-  scrivi_rgb(pixel, R, G, B, n);
+  if (p.scrivi) scrivi_rgb(pixel, R, G, B, n);
 }
 
-// Band b of the picture: one row where the planes are read as they stand;
-// where they are enlarged, the full-size rows that share the same two reduced
-// rows (the last band reaching the frame's foot). Their interpolation along
-// the reduced rows is done once for the band, a group of columns at a time.
+// The reduction that rides on a pass: which masks, how the rows of block
+// sums fill, and where the pass's pixels are waiting for it.
+struct InCoda {
+  const Prossima* p = nullptr;
+  Accumula somma_righe = nullptr;
+  int K = 0;
+  int64_t f = 1;
+  int64_t righe = 0;  // full-size rows inside blocks
+  alignas(64) float uscita[4 * kRigaUscita];
+};
+
+NUCLEO void prepara_coda(InCoda& c, const ParamComposto& p) {
+  c.p = p.prossima;
+  if (c.p == nullptr) return;
+  c.somma_righe = accumula_di(c.p->maschera, c.p->riduzione);
+  c.K = piani_di(c.p->maschera);
+  c.f = c.p->riduzione;
+  c.righe = minore(p.altezza, c.p->h2 * c.f);
+}
+
+// One row of pixels from column xa, composed into c.uscita, added to the
+// block sums of reduced columns from xa / f: n pixels were composed, in
+// vectors; the rest up to the group's span reads as zeros.
+NUCLEO void somma_riga(InCoda& c, const ParamComposto& p, int64_t y, int64_t xa, int64_t n, int64_t vettori,
+                       VF* somma) {
+  const int64_t larghi = vettori * N * c.f;
+  for (int64_t x = (n + N - 1) / N * N; x < larghi; x += N)
+    for (int k = 0; k < 4; ++k) salva(c.uscita + k * kRigaUscita + x, VF{});
+  if (c.p->luma_dal_piano) {
+    const float* l = p.luma + y * p.larghezza + xa;
+    for (int64_t x = 0; x < larghi; x += N) salva(c.uscita + x, carica(l + x, n - x));
+  }
+  c.somma_righe(c.uscita, c.uscita + kRigaUscita, c.uscita + 2 * kRigaUscita, c.uscita + 3 * kRigaUscita, vettori,
+                somma);
+}
+
+// The luma the riding masks read, summed in blocks for the frame mean, for
+// rows ya .. yb - 1.
+NUCLEO void somma_blocchi(const InCoda& c, const ParamComposto& p, int64_t ya, int64_t yb);
+
+// Band b of the picture: the rows of the next stage's reduced row b when a
+// reduction rides on the pass; else row b where the planes are read as they
+// stand, or the full-size rows that share the same two reduced rows where
+// they are enlarged. The last band reaches the frame's foot. Columns go in
+// groups; enlarged planes are interpolated along their reduced rows once
+// for a group of the band.
 template <Composto E>
 VARNO_VARIANTE void k_componi(const ParamComposto& p, int64_t b) {
   constexpr int K = piani_composto(E) > 0 ? piani_composto(E) : 1;
-  const int64_t w = p.larghezza;
+  const int64_t w = p.larghezza, h = p.altezza;
   const Ingrandimento& g = p.ingrandimento;
-  if (g.riduzione == 0 || piani_composto(E) == 0) {
-    const RigheCoda coda = righe_coda(p.coda, w, b);
-    VF e[K] = {};
-    for (int64_t x = 0; x < w; x += N) {
-      const int64_t n = minore(N, w - x);
-      for (int k = 0; k < piani_composto(E); ++k) e[k] = carica(p.piani[k] + b * w + x, n);
-      componi_vettore<E>(p, coda, b, x, n, e);
+  const bool ingrandisce = g.riduzione > 0 && piani_composto(E) > 0;
+  InCoda rid;
+  prepara_coda(rid, p);
+  const int64_t alto = rid.p != nullptr ? rid.f : (ingrandisce ? g.riduzione : 1);
+  const int64_t bande = rid.p != nullptr ? rid.p->h2 : (ingrandisce ? g.h2 : h);
+  const int64_t ya = b * alto;
+  const int64_t yb = b == bande - 1 ? h : minore(h, ya + alto);
+  const int64_t yr = rid.p != nullptr ? minore(yb, rid.righe) : ya;  // rows that go into blocks
+  RigheRidotte banda;
+  const float* a[K] = {};
+  const float* c[K] = {};
+  if (ingrandisce) {
+    banda = righe_ridotte(g, ya);
+    for (int k = 0; k < K; ++k) {
+      a[k] = p.piani[k] + banda.y0 * g.w2;
+      c[k] = p.piani[k] + banda.y1 * g.w2;
     }
-    return;
   }
-  const int64_t ya = b * g.riduzione;
-  const int64_t yb = b == g.h2 - 1 ? p.altezza : minore(p.altezza, ya + g.riduzione);
-  const RigheRidotte banda = righe_ridotte(g, ya);
-  const float* a[K];
-  const float* c[K];
-  for (int k = 0; k < K; ++k) {
-    a[k] = p.piani[k] + banda.y0 * g.w2;
-    c[k] = p.piani[k] + banda.y1 * g.w2;
-  }
-  constexpr int64_t kGruppo = 16 * N;
-  alignas(64) float sopra[K][kGruppo], sotto[K][kGruppo];
-  for (int64_t xa = 0; xa < w; xa += kGruppo) {
-    const int64_t nx = minore(kGruppo, w - xa);
-    for (int k = 0; k < K; ++k)
-      for (int64_t x = 0; x < nx; x += N) {
-        salva(&sopra[k][x], lungo_riga(g, a[k], xa + x));
-        salva(&sotto[k][x], lungo_riga(g, c[k], xa + x));
-      }
+  const int64_t gruppo = rid.p != nullptr ? kGruppoRidotto * rid.f : 16 * N;
+  alignas(64) float sopra[K][16 * N], sotto[K][16 * N];
+  for (int64_t xa = 0; xa < w; xa += gruppo) {
+    const int64_t nx = minore(gruppo, w - xa);
+    if (ingrandisce)
+      for (int k = 0; k < K; ++k)
+        for (int64_t x = 0; x < nx; x += N) {
+          salva(&sopra[k][x], lungo_riga(g, a[k], xa + x));
+          salva(&sotto[k][x], lungo_riga(g, c[k], xa + x));
+        }
+    const int64_t Xa = xa / rid.f;
+    const int64_t nX = rid.p != nullptr ? minore(kGruppoRidotto, rid.p->w2 - Xa) : 0;
+    const int64_t vettori = (nX + N - 1) / N;
+    VF somma[4 * kGruppoRidotto / N];
+    for (int64_t i = 0; i < rid.K * vettori; ++i) somma[i] = VF{};
     for (int64_t y = ya; y < yb; ++y) {
-      const RigheRidotte r = righe_ridotte(g, y);
+      const bool accumula_riga = y < yr && nX > 0;
+      const RigheRidotte r = ingrandisce ? righe_ridotte(g, y) : RigheRidotte{};
       const bool condivise = r.y0 == banda.y0 && r.y1 == banda.y1;
       const VF ty = uguali(r.ty);
       const RigheCoda coda = righe_coda(p.coda, w, y);
       for (int64_t x = 0; x < nx; x += N) {
-        VF e[K];
-        for (int k = 0; k < K; ++k)
-          e[k] = condivise ? carica(&sopra[k][x]) * (1.0f - ty) + carica(&sotto[k][x]) * ty
-                           : ingrandito(g, p.piani[k] + r.y0 * g.w2, p.piani[k] + r.y1 * g.w2, ty, xa + x);
-        componi_vettore<E>(p, coda, y, xa + x, minore(N, nx - x), e);
+        const int64_t n = minore(N, nx - x);
+        VF e[K] = {};
+        for (int k = 0; k < piani_composto(E); ++k) {
+          if (!ingrandisce)
+            e[k] = carica(p.piani[k] + y * w + xa + x, n);
+          else
+            e[k] = condivise ? carica(&sopra[k][x]) * (1.0f - ty) + carica(&sotto[k][x]) * ty
+                             : ingrandito(g, p.piani[k] + r.y0 * g.w2, p.piani[k] + r.y1 * g.w2, ty, xa + x);
+        }
+        componi_vettore<E>(p, coda, y, xa + x, n, e, accumula_riga ? rid.uscita + x : nullptr);
       }
+      if (accumula_riga) somma_riga(rid, p, y, xa, nx, vettori, somma);
     }
+    if (nX > 0)
+      salva_medie(rid.K, somma, vettori, static_cast<float>((yr - ya) * minore(rid.f, w)), rid.p->uscite,
+                  b * rid.p->passo, Xa, nX);
   }
+  if (rid.p != nullptr && rid.p->blocchi != nullptr) somma_blocchi(rid, p, ya, yb);
 }
 
 // The last vertical pass of a full-size blur down `colonne` columns from x0
 // of src, each row's sums laid straight into the stage's composite instead of
-// a plane (enhance and skin diffusion). The picture's and luma's rows ahead
-// are fetched as the sums' are.
+// a plane (enhance and skin diffusion), with the next stage's reduction
+// riding on it where there is one. The picture's and luma's rows ahead are
+// fetched as the sums' are.
 template <Composto E>
 VARNO_VARIANTE void k_verticale_componi(const ParamComposto& p, const float* src, int64_t x0, int64_t colonne,
                                         int64_t raggio) {
@@ -495,29 +610,46 @@ VARNO_VARIANTE void k_verticale_componi(const ParamComposto& p, const float* src
   VF somma[kMax];
   for (int64_t j = 0; j < nv; ++j) somma[j] = VF{};
   const int64_t ultimo = h - 1;
-  src += x0;
+  const float* const colonna = src + x0;
   for (int64_t k = -raggio; k <= raggio; ++k) {
-    const float* riga = src + (k < 0 ? 0 : (k > ultimo ? ultimo : k)) * w;
+    const float* riga = colonna + (k < 0 ? 0 : (k > ultimo ? ultimo : k)) * w;
     for (int64_t j = 0; j < nv; ++j) somma[j] += carica(riga + j * N, minore(N, colonne - j * N));
   }
+  InCoda rid;
+  prepara_coda(rid, p);
+  const int64_t Xa = x0 / rid.f;
+  const int64_t nX = rid.p != nullptr ? minore((colonne + rid.f - 1) / rid.f, rid.p->w2 - Xa) : 0;
+  const int64_t vettori = (nX + N - 1) / N;
+  VF blocchi[4 * kMax];
+  for (int64_t i = 0; i < rid.K * vettori; ++i) blocchi[i] = VF{};
   const float finestra = static_cast<float>(2 * raggio + 1);
   for (int64_t y = 0; y < h; ++y) {
     const int64_t entra = y + raggio + 1 < ultimo ? y + raggio + 1 : ultimo;
     const int64_t esce = y - raggio > 0 ? y - raggio : 0;
-    const float* a = src + entra * w;
-    const float* b = src + esce * w;
+    const float* a = colonna + entra * w;
+    const float* b = colonna + esce * w;
     const int64_t avanti = minore(y + 8, ultimo);
     for (int64_t j = 0; j < colonne; j += 16) {
-      __builtin_prefetch(src + minore(entra + 16, ultimo) * w + j);
+      __builtin_prefetch(colonna + minore(entra + 16, ultimo) * w + j);
       __builtin_prefetch(p.luma + avanti * w + x0 + j);
     }
     for (int64_t j = 0; j < 3 * colonne; j += 16) __builtin_prefetch(p.img + (avanti * w + x0) * 3 + j);
     const RigheCoda coda = righe_coda(p.coda, w, y);
+    const bool accumula_riga = y < rid.righe && nX > 0;
     for (int64_t j = 0; j < nv; ++j) {
       const int64_t n = minore(N, colonne - j * N);
       const VF e[1] = {somma[j] / finestra};
-      componi_vettore<E>(p, coda, y, x0 + j * N, n, e);
+      componi_vettore<E>(p, coda, y, x0 + j * N, n, e, accumula_riga ? rid.uscita + j * N : nullptr);
       somma[j] = somma[j] + (carica(a + j * N, n) - carica(b + j * N, n));
+    }
+    if (!accumula_riga) continue;
+    somma_riga(rid, p, y, x0, colonne, vettori, blocchi);
+    // A block row ends with its f-th row, or with the last row inside blocks.
+    const int64_t Y = y / rid.f;
+    if (y + 1 == minore((Y + 1) * rid.f, rid.righe)) {
+      salva_medie(rid.K, blocchi, vettori, static_cast<float>((y + 1 - Y * rid.f) * minore(rid.f, w)),
+                  rid.p->uscite, Y * rid.p->passo, Xa, nX);
+      for (int64_t i = 0; i < rid.K * vettori; ++i) blocchi[i] = VF{};
     }
   }
 }
@@ -728,6 +860,12 @@ VARNO_VARIANTE void k_somme(const float* x, int64_t n, float* blocchi) {
     }
     scrivi_blocco(o, blocchi + b * kFloatBlocco);
   }
+}
+
+NUCLEO void somma_blocchi(const InCoda& c, const ParamComposto& p, int64_t ya, int64_t yb) {
+  const float* luma = c.p->luma_dal_piano ? p.luma : p.luma_nuova;
+  const int64_t w = p.larghezza, per_riga = (w + kBloccoSomma - 1) / kBloccoSomma;
+  for (int64_t y = ya; y < yb; ++y) k_somme(luma + y * w, w, c.p->blocchi + y * per_riga * kFloatBlocco);
 }
 
 // --- The table -----------------------------------------------------------------------

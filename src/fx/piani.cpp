@@ -1,6 +1,7 @@
 #include "fx/piani.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "render/parallelo.h"
 
@@ -21,12 +22,13 @@ void orizzontale(const Nuclei& k, const float* src, float* dst, int64_t w, int64
   });
 }
 
-// Columns go in groups of whole vectors, never so wide that a plane of
-// sixteen vectors or more would run on one thread.
+// Columns go in groups of whole vectors (and of whole blocks of `multiplo`
+// columns), never so wide that a plane of sixteen groups or more would run on
+// one thread.
 template <class Corpo>
-void per_gruppi(const Nuclei& k, int64_t w, Corpo&& corpo) {
-  const int64_t n = k.corsie;
-  const int64_t gruppo = std::clamp<int64_t>(w / 16 / n * n, n, kColonneVerticali);
+void per_gruppi(const Nuclei& k, int64_t w, Corpo&& corpo, int64_t multiplo = 1) {
+  const int64_t n = k.corsie * multiplo;
+  const int64_t gruppo = std::clamp<int64_t>(w / 16 / n * n, n, kColonneVerticali / n * n);
   parallel_for(static_cast<uint64_t>((w + gruppo - 1) / gruppo), [&](uint64_t g) {
     const int64_t x = static_cast<int64_t>(g) * gruppo;
     corpo(x, std::min(gruppo, w - x));
@@ -93,7 +95,9 @@ void riduci(const Nuclei& k, const ParamRiduzione& p, int64_t h2) {
 }
 
 void componi(const Nuclei& k, const ParamComposto& p) {
-  const int64_t bande = p.ingrandimento.riduzione > 0 ? p.ingrandimento.h2 : p.altezza;
+  const int64_t bande = p.prossima != nullptr               ? p.prossima->h2
+                        : p.ingrandimento.riduzione > 0 ? p.ingrandimento.h2
+                                                        : p.altezza;
   parallel_for(static_cast<uint64_t>(bande), [&](uint64_t b) { k.componi(p, static_cast<int64_t>(b)); });
 }
 
@@ -121,6 +125,7 @@ ParamComposto composto(Composto tipo, Immagine& img, const Quadro& q, float quan
   p.quanto = quanto;
   p.luma_nuova = poi.luma != nullptr ? poi.luma->data() : nullptr;
   if (poi.coda != nullptr) p.coda = *poi.coda;
+  p.prossima = poi.prossima;
   return p;
 }
 
@@ -141,26 +146,143 @@ void dettaglio_locale(Composto tipo, Immagine& img, const Piano& luma, const Qua
   orizzontale(k, sorgente, scratch.data(), w, h, raggio);
   ParamComposto p = composto(tipo, img, q, quanto, poi);
   p.luma = luma.data();
-  per_gruppi(k, w, [&](int64_t x, int64_t colonne) { k.verticale_componi(p, scratch.data(), x, colonne, raggio); });
+  per_gruppi(
+      k, w, [&](int64_t x, int64_t colonne) { k.verticale_componi(p, scratch.data(), x, colonne, raggio); },
+      poi.prossima != nullptr ? poi.prossima->riduzione : 1);
 }
 
-void bagliore(Maschera m, Composto tipo, Immagine& img, const Piano& luma, const Quadro& q, int32_t raggio,
-              int32_t riduzione, float quanto, const Seguito& poi) {
-  if (q.larghezza < 1 || q.altezza < 1) return;
+Ridotti::Ridotti(Maschera m, const Quadro& q, int32_t riduzione, int64_t bordo)
+    : m_(m),
+      piani_(m == Maschera::alone_bianco ? 4 : (m == Maschera::alone_nero ? 3 : 1)),
+      f_(riduzione),
+      w2_(lato_ridotto(q.larghezza, riduzione)),
+      h2_(lato_ridotto(q.altezza, riduzione)),
+      passo_(w2_ + 2 * bordo) {
+  // Room past the end for the kernels' whole-vector reads (eight vectors
+  // for the star's).
+  const int64_t righe = h2_ + 2 * bordo;
+  for (int i = 0; i < piani_; ++i) {
+    Prestito& p = p_[i].emplace(static_cast<size_t>(passo_ * righe + 8 * kMarginePiano));
+    origine_[i] = p.data() + bordo * passo_ + bordo;
+    if (bordo == 0) continue;
+    float* const inizio = p.data();
+    std::fill(inizio, origine_[i], 0.0f);
+    for (int64_t y = 0; y < h2_; ++y) std::fill(origine_[i] + y * passo_ + w2_, origine_[i] + y * passo_ + passo_, 0.0f);
+    std::fill(origine_[i] + h2_ * passo_ - bordo, inizio + p->size(), 0.0f);
+  }
+  if (m == Maschera::alone_bianco) {
+    const int64_t per_riga = (int64_t{q.larghezza} + kBloccoSomma - 1) / kBloccoSomma;
+    blocchi_.emplace(static_cast<size_t>(int64_t{q.altezza} * per_riga * kFloatBlocco));
+  }
+}
+
+Prossima Ridotti::prossima(bool luma_dal_piano, bool blocchi) {
+  Prossima p;
+  p.maschera = m_;
+  p.riduzione = f_;
+  p.w2 = w2_;
+  p.h2 = h2_;
+  for (int i = 0; i < piani_; ++i) p.uscite[i] = origine_[i];
+  p.passo = passo_;
+  p.luma_dal_piano = luma_dal_piano;
+  if (blocchi && blocchi_) {
+    p.blocchi = blocchi_->data();
+    blocchi_fatti_ = true;
+  }
+  return p;
+}
+
+void Ridotti::riduci(const Nuclei& k, const Piano& luma, const Immagine& img, const Quadro& q) {
+  ParamRiduzione p;
+  p.maschera = m_;
+  p.luma = luma.data();
+  p.img = img.data();
+  p.larghezza = q.larghezza;
+  p.altezza = q.altezza;
+  p.riduzione = f_;
+  p.w2 = w2_;
+  for (int i = 0; i < piani_; ++i) p.uscite[i] = origine_[i];
+  p.passo = passo_;
+  if (!blocchi_) return varno::riduci(k, p, h2_);
+  // White Pro-Mist sums its frame mean's blocks of the rows each item reads.
+  const int64_t w = q.larghezza, h = q.altezza, per_riga = (w + kBloccoSomma - 1) / kBloccoSomma;
+  float* const b = blocchi_->data();
+  parallel_for(static_cast<uint64_t>(h2_), [&](uint64_t yy) {
+    const int64_t Y = static_cast<int64_t>(yy);
+    k.riduci(p, Y);
+    const int64_t fine = Y == h2_ - 1 ? h : std::min(h, (Y + 1) * f_);
+    for (int64_t y = Y * f_; y < fine; ++y) k.somme(luma.data() + y * w, w, b + y * per_riga * kFloatBlocco);
+  });
+  blocchi_fatti_ = true;
+}
+
+float* Ridotti::blocchi(const Nuclei& k, const Piano& luma, const Quadro& q) {
+  if (!blocchi_) return nullptr;
+  if (!blocchi_fatti_) {
+    const int64_t w = q.larghezza, per_riga = (w + kBloccoSomma - 1) / kBloccoSomma;
+    float* const b = blocchi_->data();
+    parallel_for(static_cast<uint64_t>(q.altezza), [&](uint64_t y) {
+      k.somme(luma.data() + static_cast<int64_t>(y) * w, w, b + static_cast<int64_t>(y) * per_riga * kFloatBlocco);
+    });
+    blocchi_fatti_ = true;
+  }
+  return blocchi_->data();
+}
+
+int64_t mezza_stella(const Quadro& q) {
+  // Reach follows the width alone, so a tall frame gets rays sized to its narrow side.
+  const long m = std::lround((static_cast<double>(q.larghezza) * 0.09) / static_cast<double>(q.riduzione));
+  return m < 3 ? 3 : m;
+}
+
+Bagliore bagliore_di(int i, const Quadro& q) {
+  const int32_t nebbia = std::max(3, arrotonda_raggio(0.035 * q.lato_max));
+  const int32_t f = q.riduzione;
+  switch (i) {
+    case 2: return {Maschera::halation, Composto::halation, std::max(1, f), std::max<int32_t>(2, q.raggio_halation), false, f >= 2};
+    case 3: return {Maschera::bloom, Composto::bloom, std::max(1, f), std::max<int32_t>(1, q.raggio_bloom), false, f >= 2};
+    // The width alone sets the streak's length, also on a portrait frame; it
+    // goes through a copy even at factor 1.
+    case 4: return {Maschera::streak, Composto::streak, std::max(1, f), std::max(4, arrotonda_raggio(0.1 * q.larghezza)), true, true};
+    case 5: return {Maschera::alone_nero, Composto::promist, std::max(2, f), nebbia, false, true};
+    case 6: return {Maschera::stella, Composto::stella, f, 0, false, true};
+    case 7: return {Maschera::alone_bianco, Composto::mistw, std::max(2, f), nebbia, false, true};
+    // Glimmerglass: the reduction as it stands, so a frame under 1920 blurs at full size.
+    default: return {Maschera::glimmer, Composto::glimmer, std::max(1, f), std::max(2, arrotonda_raggio(0.008 * q.lato_max)), false, f >= 2};
+  }
+}
+
+void completa(int i, Ridotti& r, Immagine& img, const Piano& luma, const Quadro& q, const FxRicetta& ricetta,
+              const Seguito& poi) {
+  if (i == 6) return completa_stella(r, img, q, ricetta.stella, ricetta.punte, poi);
+  if (i == 7) return completa_mistw(r, img, luma, q, ricetta.mistw, poi);
   const Nuclei& k = nuclei();
-  const int piani = m == Maschera::alone_nero ? 3 : 1;
-  const int32_t f = riduzione < 2 ? 1 : riduzione;
-  const int64_t w2 = lato_ridotto(q.larghezza, f), h2 = lato_ridotto(q.altezza, f);
-  std::optional<PianoPrestato> p[3];
-  float* uscite[4] = {};
-  for (int i = 0; i < piani; ++i) uscite[i] = p[i].emplace(w2, h2).dati();
-  riduci_maschera(k, m, luma, &img, q, f, uscite, w2);
-  for (int i = 0; i < piani; ++i) box_blur(k, uscite[i], w2, h2, f < 2 ? raggio : std::max(1, raggio / f), 3);
-  ParamComposto c = composto(tipo, img, q, quanto, poi);
-  for (int i = 0; i < piani; ++i) c.piani[i] = uscite[i];
+  const Bagliore b = bagliore_di(i, q);
+  const int64_t w2 = r.w2(), h2 = r.h2();
+  const int32_t raggio = b.riduzione < 2 ? b.raggio : std::max(1, b.raggio / b.riduzione);
+  for (int p = 0; p < r.piani(); ++p) {
+    if (b.orizzontale)
+      passate_orizzontali(k, r.piano(p), w2, h2, raggio, 3);
+    else
+      box_blur(k, r.piano(p), w2, h2, raggio, 3);
+  }
+  const float quanti[9] = {0, 0, ricetta.halation, ricetta.bloom, ricetta.streak, ricetta.promist, 0, 0, ricetta.glimmer};
+  ParamComposto c = composto(b.composto, img, q, quanti[i], poi);
+  for (int p = 0; p < r.piani(); ++p) c.piani[p] = r.piano(p);
+  // Bloom leaves luma as it was: a reduction riding on it reads the plane.
+  c.luma = luma.data();
   std::optional<Tabella> t;
-  if (f >= 2) c.ingrandimento = t.emplace(k, q.larghezza, f, w2, h2).ingrandimento();
+  if (b.ingrandisce) c.ingrandimento = t.emplace(k, q.larghezza, b.riduzione, w2, h2).ingrandimento();
   componi(k, c);
+}
+
+void bagliore(int i, Immagine& img, const Piano& luma, const Quadro& q, const FxRicetta& ricetta,
+              const Seguito& poi) {
+  if (q.larghezza < 1 || q.altezza < 1) return;
+  const Bagliore b = bagliore_di(i, q);
+  Ridotti r(b.maschera, q, b.riduzione, i == 6 ? mezza_stella(q) : 0);
+  r.riduci(nuclei(), luma, img, q);
+  completa(i, r, img, luma, q, ricetta, poi);
 }
 
 void box_blur(const Nuclei& k, float* piano, int64_t w, int64_t h, int64_t raggio, int32_t passate,

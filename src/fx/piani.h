@@ -77,15 +77,78 @@ void passate_orizzontali(const Nuclei& k, float* piano, int64_t w, int64_t h, in
 void riduci_maschera(const Nuclei& k, Maschera m, const Piano& luma, const Immagine* img, const Quadro& q,
                      int32_t riduzione, float* const* uscite, int64_t passo);
 
+// A glow stage's reduced planes, borrowed before the pass that reduces into
+// them runs: the stage's own reduction, or in the chain the last pass of the
+// stage before it. A border of `bordo` zeros runs all round each plane (the
+// star's taps fall on it off the plane). White Pro-Mist also keeps the blocks
+// of its frame mean.
+class Ridotti {
+ public:
+  Ridotti(Maschera m, const Quadro& q, int32_t riduzione, int64_t bordo = 0);
+  Ridotti(const Ridotti&) = delete;
+  Ridotti& operator=(const Ridotti&) = delete;
+
+  // A pass reducing into these planes: the masks read luma from the plane
+  // when the pass leaves it as it was; `blocchi`: the pass sums the frame
+  // mean's blocks too.
+  Prossima prossima(bool luma_dal_piano, bool blocchi);
+  // The reduction as a pass of its own.
+  void riduci(const Nuclei& k, const Piano& luma, const Immagine& img, const Quadro& q);
+  // The frame mean's blocks summed from the luma plane, where the pass that
+  // reduced could not.
+  float* blocchi(const Nuclei& k, const Piano& luma, const Quadro& q);
+
+  Maschera maschera() const { return m_; }
+  int piani() const { return piani_; }
+  int32_t riduzione() const { return f_; }
+  int64_t w2() const { return w2_; }
+  int64_t h2() const { return h2_; }
+  int64_t passo() const { return passo_; }
+  float* piano(int i) { return origine_[i]; }
+
+ private:
+  Maschera m_;
+  int piani_;
+  int32_t f_;
+  int64_t w2_, h2_, passo_;
+  std::optional<Prestito> p_[4];
+  std::optional<Prestito> blocchi_;
+  bool blocchi_fatti_ = false;
+  float* origine_[4] = {};
+};
+
+// The stages made of a reduced mask, a blur and a composite: which mask, how
+// far it is reduced, the blur's radius (on full-size pixels), whether it
+// blurs along rows only and whether the composite enlarges the planes.
+struct Bagliore {
+  Maschera maschera;
+  Composto composto;
+  int32_t riduzione;
+  int32_t raggio;
+  bool orizzontale;
+  bool ingrandisce;
+};
+// Stage i of the chain's order (halation 2, bloom 3, streak 4, Black Pro-Mist
+// 5, the star 6, White Pro-Mist 7, Glimmerglass 8) on a frame.
+Bagliore bagliore_di(int i, const Quadro& q);
+// The star's reach on each side of a source, in reduced samples.
+int64_t mezza_stella(const Quadro& q);
+
+// A glow stage once its planes hold its reduction: its blur and composite
+// (the star's rays, White Pro-Mist's frame mean with them).
+void completa(int i, Ridotti& r, Immagine& img, const Piano& luma, const Quadro& q, const FxRicetta& ricetta,
+              const Seguito& poi);
+void completa_stella(Ridotti& r, Immagine& img, const Quadro& q, float stella, int32_t punte, const Seguito& poi);
+void completa_mistw(Ridotti& r, Immagine& img, const Piano& luma, const Quadro& q, float mistw, const Seguito& poi);
+
 // Enhance and skin diffusion: luma blurred at full size, the detail between
 // them carried to the picture.
 void dettaglio_locale(Composto tipo, Immagine& img, const Piano& luma, const Quadro& q, int32_t raggio, float quanto,
                       const Seguito& poi);
 
-// A glow: `piani` masks of luma (and the picture) reduced by `riduzione` (kept
-// at full size below 2), blurred at raggio / riduzione, laid over the picture.
-void bagliore(Maschera m, Composto tipo, Immagine& img, const Piano& luma, const Quadro& q, int32_t raggio,
-              int32_t riduzione, float quanto, const Seguito& poi);
+// Glow stage i by itself: its reduction as a pass of its own, then the rest.
+void bagliore(int i, Immagine& img, const Piano& luma, const Quadro& q, const FxRicetta& ricetta,
+              const Seguito& poi);
 
 // The sum of the w x h values at x in index order in double, as one thread
 // adding value after value gets it, from the blocks the kernels summed (rows

@@ -11,12 +11,17 @@
 namespace varno {
 
 void fx_stella(Immagine& img, const Piano& luma, const Quadro& q, float stella, int32_t punte, const Seguito& poi) {
-  const int64_t w = q.larghezza;
-  const int64_t h = q.altezza;
-  const int32_t rid = q.riduzione;
-  if (w <= 0 || h <= 0 || rid <= 0) return;
-  const Nuclei& k = nuclei();
+  FxRicetta r;
+  r.stella = stella;
+  r.punte = punte;
+  bagliore(6, img, luma, q, r, poi);
+}
 
+// The highlight mask (the luminance itself under a squared ramp from 0.85) is
+// reduced into a plane with a zero border as wide as a ray's reach: a tap
+// that falls off the plane reads +0 there instead of being skipped.
+void completa_stella(Ridotti& r, Immagine& img, const Quadro& q, float stella, int32_t punte, const Seguito& poi) {
+  const Nuclei& k = nuclei();
   int32_t direzioni = 2;
   float angolo0 = 0.0f;
   if (punte == 4) {
@@ -26,30 +31,8 @@ void fx_stella(Immagine& img, const Piano& luma, const Quadro& q, float stella, 
   } else if (punte >= 6) {
     direzioni = 3;
   }
-
-  // Reach follows the width alone, so a tall frame gets rays sized to its narrow side.
-  long ml = std::lround((static_cast<double>(q.larghezza) * 0.09) / static_cast<double>(rid));
-  if (ml < 3) ml = 3;
-  const int64_t mezza = ml;
+  const int64_t mezza = mezza_stella(q);
   const int64_t taps = 2 * mezza + 1;
-
-  // The highlight mask (the luminance itself under a squared ramp from 0.85)
-  // reduced into a plane with a zero border as wide as a ray's reach: a tap
-  // that falls off the plane reads +0 there instead of being skipped. The
-  // kernel reads up to eight vectors past a row's end.
-  const int64_t w2 = lato_ridotto(w, rid), h2 = lato_ridotto(h, rid);
-  const int64_t passo = w2 + 2 * mezza;
-  const int64_t righe = h2 + 2 * mezza;
-  Prestito bordato(static_cast<size_t>(passo * righe + 8 * 16));
-  float* const origine = bordato.data() + mezza * passo + mezza;
-  std::fill(bordato.data(), origine, 0.0f);
-  parallel_for(static_cast<uint64_t>(h2), [&](uint64_t y) {
-    float* r = origine + static_cast<int64_t>(y) * passo + w2;
-    std::fill(r, r + 2 * mezza, 0.0f);
-  });
-  std::fill(origine + h2 * passo - mezza, bordato.data() + bordato->size(), 0.0f);
-  float* uscite[4] = {origine};
-  riduci_maschera(k, Maschera::stella, luma, nullptr, q, rid, uscite, passo);
 
   // Tap weights fade linearly; taps that fall outside still count in the total,
   // so rays weaken towards the frame's edges. Offsets per line, x then y.
@@ -73,13 +56,14 @@ void fx_stella(Immagine& img, const Piano& luma, const Quadro& q, float stella, 
     }
   }
 
+  const int64_t w2 = r.w2(), h2 = r.h2();
   PianoPrestato accumulo(w2, h2);
   parallel_for(static_cast<uint64_t>(h2), [&](uint64_t y) {
-    k.stella(origine, passo, w2, static_cast<int64_t>(y), direzioni, taps, spostamenti.data(), peso.data(),
+    k.stella(r.piano(0), r.passo(), w2, static_cast<int64_t>(y), direzioni, taps, spostamenti.data(), peso.data(),
              peso_totale, accumulo.dati() + static_cast<int64_t>(y) * w2);
   });
 
-  const Tabella t(k, w, rid, w2, h2);
+  const Tabella t(k, q.larghezza, r.riduzione(), w2, h2);
   ParamComposto c = composto(Composto::stella, img, q, stella, poi);
   c.piani[0] = accumulo.dati();
   c.ingrandimento = t.ingrandimento();
