@@ -204,10 +204,18 @@ VARNO_VARIANTE void accumula(const float* l, const float* r, const float* g, con
     }
     for (int k = 0; k < K; ++k) {
       VF a = somma[k * vettori + v];
-      a = a + flusso<F, 0>(m[k]);
-      if constexpr (F > 1) a = a + flusso<F, 1>(m[k]);
-      if constexpr (F > 2) a = a + flusso<F, 2>(m[k]);
-      if constexpr (F > 3) a = a + flusso<F, 3>(m[k]);
+      if constexpr (F == 4) {
+        VF s[4];
+        flussi4(m[k], s);
+        a = a + s[0];
+        a = a + s[1];
+        a = a + s[2];
+        a = a + s[3];
+      } else {
+        a = a + flusso<F, 0>(m[k]);
+        if constexpr (F > 1) a = a + flusso<F, 1>(m[k]);
+        if constexpr (F > 2) a = a + flusso<F, 2>(m[k]);
+      }
       somma[k * vettori + v] = a;
     }
   }
@@ -573,7 +581,7 @@ VARNO_VARIANTE void k_componi(const ParamComposto& p, int64_t b) {
       const bool accumula_riga = y < yr && nX > 0;
       const RigheRidotte r = ingrandisce ? righe_ridotte(g, y) : RigheRidotte{};
       const bool condivise = r.y0 == banda.y0 && r.y1 == banda.y1;
-      const VF ty = uguali(r.ty);
+      const VF ty = uguali(r.ty), umty = 1.0f - ty;
       const RigheCoda coda = righe_coda(p.coda, w, y);
       for (int64_t x = 0; x < nx; x += N) {
         const int64_t n = minore(N, nx - x);
@@ -582,7 +590,7 @@ VARNO_VARIANTE void k_componi(const ParamComposto& p, int64_t b) {
           if (!ingrandisce)
             e[k] = carica(p.piani[k] + y * w + xa + x, n);
           else
-            e[k] = condivise ? carica(&sopra[k][x]) * (1.0f - ty) + carica(&sotto[k][x]) * ty
+            e[k] = condivise ? carica(&sopra[k][x]) * umty + carica(&sotto[k][x]) * ty
                              : ingrandito(g, p.piani[k] + r.y0 * g.w2, p.piani[k] + r.y1 * g.w2, ty, xa + x);
         }
         componi_vettore<E>(p, coda, y, xa + x, n, e, accumula_riga ? rid.uscita + x : nullptr);
