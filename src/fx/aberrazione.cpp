@@ -18,7 +18,7 @@ void fx_aberrazione(Immagine& img, const Quadro& q, float ca, const Coda* coda) 
   PianoPrestato rosso(w, h), blu(w, h);
   parallel_for(static_cast<uint64_t>(h), [&](uint64_t yy) {
     const int64_t y = static_cast<int64_t>(yy);
-    k.separa(img.data() + y * w * 3, rosso.dati() + y * w, blu.dati() + y * w, w);
+    k.separa(img.data() + y * w * 3, rosso.dati() + y * w, blu.dati() + y * w, w, w * h >= (int64_t{1} << 22));
   });
 
   ParamAberrazione p;

@@ -148,8 +148,9 @@ struct Nuclei {
   // Row y of the picture, red and blue sampled from their planes (which keep
   // 2 * corsie floats of room past their end).
   void (*aberrazione)(const ParamAberrazione& p, int64_t y);
-  // Red and blue of n RGB pixels into planes of their own.
-  void (*separa)(const float* rgb, float* rosso, float* blu, int64_t n);
+  // Red and blue of n RGB pixels into planes of their own; `flusso`: the
+  // planes are far larger than the caches, so the stores bypass them.
+  void (*separa)(const float* rgb, float* rosso, float* blu, int64_t n, bool flusso);
   // Reduced row y of the star: `piano` is the reduced mask with a zero border
   // of mezza samples all round, rows `passo` apart, pointing at sample (0, 0);
   // spostamenti hold each line's tap offsets x then y, taps of them per line.

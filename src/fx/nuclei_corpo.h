@@ -739,15 +739,25 @@ NUCLEO VF campiona_piano(const float* piano, int64_t w, int64_t h, VF sx, VF sy,
   return (v00 * (1.0f - tx) + v01 * tx) * (1.0f - ty) + (v10 * (1.0f - tx) + v11 * tx) * ty;
 }
 
-// Red and blue of n pixels into planes of their own.
-VARNO_VARIANTE void k_separa(const float* rgb, float* rosso, float* blu, int64_t n) {
-  for (int64_t x = 0; x < n; x += N) {
+// Red and blue of n pixels into planes of their own; `flusso`: the planes are
+// far larger than the caches, so the stores bypass them.
+VARNO_VARIANTE void k_separa(const float* rgb, float* rosso, float* blu, int64_t n, bool flusso) {
+  int64_t x = 0;
+  if (flusso)
+    for (; x + N <= n; x += N) {
+      VF r, g, b;
+      leggi_rgb(rgb + 3 * x, r, g, b);
+      salva_flusso(rosso + x, r);
+      salva_flusso(blu + x, b);
+    }
+  for (; x < n; x += N) {
     const int64_t k = minore(N, n - x);
     VF r, g, b;
     leggi_rgb(rgb + 3 * x, r, g, b, k);
     salva(rosso + x, r, k);
     salva(blu + x, b, k);
   }
+  if (flusso) barriera_flusso();
 }
 
 VARNO_VARIANTE void k_aberrazione(const ParamAberrazione& p, int64_t y) {
