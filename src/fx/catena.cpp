@@ -1,7 +1,10 @@
+#include <algorithm>
 #include <cmath>
 #include <limits>
+#include <optional>
 
 #include "fx/fx.h"
+#include "fx/piani.h"
 #include "render/parallelo.h"
 #include "render/scorta.h"
 
@@ -33,12 +36,26 @@ Quadro calcola_quadro(int32_t larghezza, int32_t altezza) {
 }
 
 void aggiorna_luma(const Immagine& img, Piano& luma, const Quadro& q) {
+  const Nuclei& k = nuclei();
   const int64_t w = q.larghezza;
   parallel_for(static_cast<uint64_t>(q.altezza), [&](uint64_t y) {
-    const int64_t base = static_cast<int64_t>(y) * w;
-    for (int64_t x = 0; x < w; ++x) luma[static_cast<size_t>(base + x)] = luma_pixel(&img[static_cast<size_t>((base + x) * 3)]);
+    const int64_t i = static_cast<int64_t>(y) * w;
+    k.luma(img.data() + i * 3, luma.data() + i, w);
   });
 }
+
+namespace {
+
+// Whether the pass before stage `ordine[pos]` must leave luma in its plane:
+// enhance and skin diffusion read the plane, White Pro-Mist's frame mean
+// reads it where its blocks do not add without rounding, and a stage after
+// bloom, which leaves luma as it was, takes its masks' luma from it.
+bool serve_piano(const int* ordine, int n, int pos) {
+  const int i = ordine[pos];
+  return i == 0 || i == 1 || i == 7 || (i == 3 && pos + 1 < n);
+}
+
+}  // namespace
 
 void applica_fx(Immagine& img, int32_t larghezza, int32_t altezza, const FxRicetta& ricetta) {
   if (larghezza < 1 || altezza < 1) return;
@@ -48,49 +65,80 @@ void applica_fx(Immagine& img, int32_t larghezza, int32_t altezza, const FxRicet
   if (img.size() / 3 < static_cast<uint64_t>(pixel)) return;
 
   const Quadro q = calcola_quadro(larghezza, altezza);
-  Prestito prestito(static_cast<size_t>(pixel));
-  Piano& luma = *prestito;
-  aggiorna_luma(img, luma, q);
+  const Nuclei& k = nuclei();
 
-  // Each amount is its own switch: 0, negative and not-a-number all skip.
-  if (ricetta.enhance > 0.0f) {
-    fx_enhance(img, luma, q, ricetta.enhance);
-    aggiorna_luma(img, luma, q);
+  // The nine stages that read luma, in the chain's order. Each amount is its
+  // own switch: 0, negative and not-a-number all skip.
+  const float quanti[9] = {ricetta.enhance, ricetta.pelle,   ricetta.halation, ricetta.bloom,  ricetta.streak,
+                           ricetta.promist, ricetta.stella,  ricetta.mistw,    ricetta.glimmer};
+  int ordine[9];
+  int n = 0;
+  for (int i = 0; i < 9; ++i)
+    if (quanti[i] > 0.0f) ordine[n++] = i;
+
+  // The vignette and the grain ride on the last pass that writes the picture
+  // before them: aberration's if it runs, else the last stage's composite.
+  const CodaCatena coda(k, q, ricetta.vignetta, ricetta.grana, ricetta.fotogramma);
+  const bool aberrazione = ricetta.ca > 0.0f;
+
+  if (n > 0) {
+    Prestito prestito(static_cast<size_t>(pixel));
+    Piano& luma = *prestito;
+    // Every stage's luma is the picture's as the stage before it left it,
+    // except after bloom, which leaves luma as it was: what follows builds its
+    // mask from the picture before the bloom, which keeps the streak from
+    // feeding on the glow. Each glow stage's reduction rides on the pass that
+    // writes the pixels before it (or, for the first stage, on the pass that
+    // first reads them), and luma goes into its plane only where a later stage
+    // reads the plane.
+    std::optional<Ridotti> ridotti[2];
+    Prossima prossima;
+    auto prepara = [&](int pos, bool dal_piano, bool blocchi) -> const Prossima* {
+      const int i = ordine[pos];
+      std::optional<Ridotti>& r = ridotti[pos % 2];
+      r.reset();
+      if (i < 2) return nullptr;
+      const Bagliore b = bagliore_di(i, q);
+      r.emplace(b.maschera, q, b.riduzione, i == 6 ? mezza_stella(q) : 0);
+      prossima = r->prossima(dal_piano, blocchi);
+      return &prossima;
+    };
+    ParamComposto lettura;
+    lettura.img = img.data();
+    lettura.larghezza = larghezza;
+    lettura.altezza = altezza;
+    lettura.scrivi = false;
+    lettura.luma_nuova = serve_piano(ordine, n, 0) ? luma.data() : nullptr;
+    lettura.prossima = prepara(0, false, true);
+    componi(k, lettura);
+
+    for (int pos = 0; pos < n; ++pos) {
+      const int i = ordine[pos];
+      Seguito poi;
+      if (pos + 1 < n) {
+        // Skin diffusion and enhance end in passes down columns, which cannot
+        // sum a frame mean's blocks along rows.
+        poi.prossima = prepara(pos + 1, i == 3, i >= 2);
+        if (i != 3 && serve_piano(ordine, n, pos + 1)) poi.luma = &luma;
+      } else if (!coda.vuota() && !aberrazione) {
+        poi.coda = &coda.coda();
+      }
+      if (i == 0) {
+        dettaglio_locale(Composto::enhance, img, luma, q, std::max<int32_t>(1, q.raggio_enhance), ricetta.enhance, poi);
+      } else if (i == 1) {
+        dettaglio_locale(Composto::pelle, img, luma, q, std::max<int32_t>(1, arrotonda_raggio(0.007 * q.lato_max)),
+                         ricetta.pelle, poi);
+      } else {
+        completa(i, *ridotti[pos % 2], img, luma, q, ricetta, poi);
+      }
+    }
   }
-  if (ricetta.pelle > 0.0f) {
-    fx_pelle(img, luma, q, ricetta.pelle);
-    aggiorna_luma(img, luma, q);
+
+  if (aberrazione) {
+    fx_aberrazione(img, q, ricetta.ca, coda.vuota() ? nullptr : &coda.coda());
+  } else if (!coda.vuota() && n == 0) {
+    componi(k, composto(Composto::nessuno, img, q, 0.0f, Seguito{nullptr, &coda.coda()}));
   }
-  if (ricetta.halation > 0.0f) {
-    fx_halation(img, luma, q, ricetta.halation);
-    aggiorna_luma(img, luma, q);
-  }
-  // No refresh after bloom: what follows builds its mask from the picture
-  // before the bloom, which keeps the streak from feeding on the glow.
-  if (ricetta.bloom > 0.0f) fx_bloom(img, luma, q, ricetta.bloom);
-  if (ricetta.streak > 0.0f) {
-    fx_streak(img, luma, q, ricetta.streak);
-    aggiorna_luma(img, luma, q);
-  }
-  if (ricetta.promist > 0.0f) {
-    fx_promist(img, luma, q, ricetta.promist);
-    aggiorna_luma(img, luma, q);
-  }
-  if (ricetta.stella > 0.0f) {
-    fx_stella(img, luma, q, ricetta.stella, ricetta.punte);
-    aggiorna_luma(img, luma, q);
-  }
-  if (ricetta.mistw > 0.0f) {
-    fx_mistw(img, luma, q, ricetta.mistw);
-    aggiorna_luma(img, luma, q);
-  }
-  if (ricetta.glimmer > 0.0f) {
-    fx_glimmer(img, luma, q, ricetta.glimmer);
-    aggiorna_luma(img, luma, q);
-  }
-  if (ricetta.ca > 0.0f) fx_aberrazione(img, q, ricetta.ca);
-  if (ricetta.vignetta > 0.0f) fx_vignetta(img, q, ricetta.vignetta);
-  if (ricetta.grana > 0.0f) fx_grana(img, q, ricetta.grana, ricetta.fotogramma);
 }
 
 }  // namespace varno

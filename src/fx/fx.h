@@ -27,25 +27,37 @@ int32_t arrotonda_raggio(double prodotto);
 int32_t calcola_riduzione(int32_t lato_max);
 Quadro calcola_quadro(int32_t larghezza, int32_t altezza);
 
-inline float luma_pixel(const float* p) { return p[0] * 0.2126f + p[1] * 0.7152f + p[2] * 0.0722f; }
+inline float luma_pixel(const float* p) { return luminanza(p[0], p[1], p[2]); }
 // Recomputes the whole plane from the live picture.
 void aggiorna_luma(const Immagine& img, Piano& luma, const Quadro& q);
 
 // Runs the twelve stages in order on img, in place.
 void applica_fx(Immagine& img, int32_t larghezza, int32_t altezza, const FxRicetta& ricetta);
 
+struct Coda;
+struct Prossima;
+// What a stage adds to the last pass over its pixels: luma refreshed from what
+// it writes, the chain's closing per-pixel stages laid over them, or the next
+// stage's reduction of them.
+struct Seguito {
+  Piano* luma = nullptr;
+  const Coda* coda = nullptr;
+  const Prossima* prossima = nullptr;
+};
+
 // The stages. Each reads the picture as the previous stage left it and writes
-// it back; the chain refreshes luma after the ones that need it.
-void fx_enhance(Immagine& img, const Piano& luma, const Quadro& q, float enhance);
-void fx_pelle(Immagine& img, const Piano& luma, const Quadro& q, float pelle);
-void fx_halation(Immagine& img, const Piano& luma, const Quadro& q, float halation);
-void fx_bloom(Immagine& img, const Piano& luma, const Quadro& q, float bloom);
-void fx_streak(Immagine& img, const Piano& luma, const Quadro& q, float streak);
-void fx_promist(Immagine& img, const Piano& luma, const Quadro& q, float promist);
-void fx_stella(Immagine& img, const Piano& luma, const Quadro& q, float stella, int32_t punte);
-void fx_mistw(Immagine& img, const Piano& luma, const Quadro& q, float mistw);
-void fx_glimmer(Immagine& img, const Piano& luma, const Quadro& q, float glimmer);
-void fx_aberrazione(Immagine& img, const Quadro& q, float ca);
+// it back; luma is the plane it reads, which `poi.luma` may be too.
+void fx_enhance(Immagine& img, const Piano& luma, const Quadro& q, float enhance, const Seguito& poi = {});
+void fx_pelle(Immagine& img, const Piano& luma, const Quadro& q, float pelle, const Seguito& poi = {});
+void fx_halation(Immagine& img, const Piano& luma, const Quadro& q, float halation, const Seguito& poi = {});
+void fx_bloom(Immagine& img, const Piano& luma, const Quadro& q, float bloom, const Seguito& poi = {});
+void fx_streak(Immagine& img, const Piano& luma, const Quadro& q, float streak, const Seguito& poi = {});
+void fx_promist(Immagine& img, const Piano& luma, const Quadro& q, float promist, const Seguito& poi = {});
+void fx_stella(Immagine& img, const Piano& luma, const Quadro& q, float stella, int32_t punte,
+               const Seguito& poi = {});
+void fx_mistw(Immagine& img, const Piano& luma, const Quadro& q, float mistw, const Seguito& poi = {});
+void fx_glimmer(Immagine& img, const Piano& luma, const Quadro& q, float glimmer, const Seguito& poi = {});
+void fx_aberrazione(Immagine& img, const Quadro& q, float ca, const Coda* coda = nullptr);
 void fx_vignetta(Immagine& img, const Quadro& q, float vignetta);
 void fx_grana(Immagine& img, const Quadro& q, float grana, int32_t fotogramma);
 

@@ -1,39 +1,27 @@
 // Star filter: thin white rays through the brightest points, drawn on a
 // reduced copy of a highlight mask, one straight line per direction.
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
-#include "fx/campiona.h"
 #include "fx/fx.h"
+#include "fx/piani.h"
 #include "render/parallelo.h"
 
 namespace varno {
 
-void fx_stella(Immagine& img, const Piano& luma, const Quadro& q, float stella, int32_t punte) {
-  const int64_t w = q.larghezza;
-  const int64_t h = q.altezza;
-  const int32_t rid = q.riduzione;
-  if (w <= 0 || h <= 0 || rid <= 0) return;
+void fx_stella(Immagine& img, const Piano& luma, const Quadro& q, float stella, int32_t punte, const Seguito& poi) {
+  FxRicetta r;
+  r.stella = stella;
+  r.punte = punte;
+  bagliore(6, img, luma, q, r, poi);
+}
 
-  // Highlight mask: the luminance itself under a squared ramp from 0.85 to 1.
-  Piano maschera(static_cast<size_t>(w * h));
-  parallel_for(static_cast<uint64_t>(h), [&](uint64_t yy) {
-    const int64_t base = static_cast<int64_t>(yy) * w;
-    for (int64_t x = 0; x < w; ++x) {
-      const float l = luma[static_cast<size_t>(base + x)];
-      const float t = (l - 0.85f) / 0.15f;
-      float m = 0.0f;
-      if (t > 0.0f) m = t >= 1.0f ? l : t * t * l;
-      maschera[static_cast<size_t>(base + x)] = m;
-    }
-  });
-
-  const int32_t w2 = q.larghezza / rid > 1 ? q.larghezza / rid : 1;
-  const int32_t h2 = q.altezza / rid > 1 ? q.altezza / rid : 1;
-  Piano ridotta(static_cast<size_t>(int64_t{w2} * h2));
-  riduci_blocchi(maschera, q.larghezza, q.altezza, rid, ridotta, w2, h2);
-  Piano().swap(maschera);
-
+// The highlight mask (the luminance itself under a squared ramp from 0.85) is
+// reduced into a plane with a zero border as wide as a ray's reach: a tap
+// that falls off the plane reads +0 there instead of being skipped.
+void completa_stella(Ridotti& r, Immagine& img, const Quadro& q, float stella, int32_t punte, const Seguito& poi) {
+  const Nuclei& k = nuclei();
   int32_t direzioni = 2;
   float angolo0 = 0.0f;
   if (punte == 4) {
@@ -43,75 +31,43 @@ void fx_stella(Immagine& img, const Piano& luma, const Quadro& q, float stella, 
   } else if (punte >= 6) {
     direzioni = 3;
   }
-
-  // Reach follows the width alone, so a tall frame gets rays sized to its narrow side.
-  long ml = std::lround((static_cast<double>(q.larghezza) * 0.09) / static_cast<double>(rid));
-  if (ml < 3) ml = 3;
-  const int64_t mezza = ml;
+  const int64_t mezza = mezza_stella(q);
   const int64_t taps = 2 * mezza + 1;
 
   // Tap weights fade linearly; taps that fall outside still count in the total,
-  // so rays weaken towards the frame's edges.
+  // so rays weaken towards the frame's edges. Offsets per line, x then y.
   std::vector<float> peso(static_cast<size_t>(taps));
   float peso_totale = 0.0f;
-  for (int64_t k = -mezza; k <= mezza; ++k) {
-    const int64_t a = k < 0 ? -k : k;
-    const float p = 1.0f - static_cast<float>(a) / static_cast<float>(mezza + 1);
-    peso[static_cast<size_t>(k + mezza)] = p;
+  for (int64_t t = -mezza; t <= mezza; ++t) {
+    const float p = 1.0f - static_cast<float>(t < 0 ? -t : t) / static_cast<float>(mezza + 1);
+    peso[static_cast<size_t>(t + mezza)] = p;
     peso_totale += p;
   }
-
-  Piano accumulo(static_cast<size_t>(int64_t{w2} * h2), 0.0f);
-  // Per-row running sums: each pixel still adds its taps in ascending k, but
-  // one tap at a time across the whole row, which keeps the inner loop flat.
-  Piano somma(static_cast<size_t>(int64_t{w2} * h2));
-  std::vector<int64_t> sx(static_cast<size_t>(taps)), sy(static_cast<size_t>(taps));
-
+  std::vector<int32_t> spostamenti(static_cast<size_t>(direzioni * 2 * taps));
   for (int32_t d = 0; d < direzioni; ++d) {
     const float theta = static_cast<float>(d) * 3.1415927f / static_cast<float>(direzioni) + angolo0;
     const float s = std::sin(theta);
     const float c = std::cos(theta);
-    for (int64_t k = -mezza; k <= mezza; ++k) {
-      const float fk = static_cast<float>(k);
-      sx[static_cast<size_t>(k + mezza)] = std::lround(fk * c);
-      sy[static_cast<size_t>(k + mezza)] = std::lround(fk * s);
+    int32_t* ox = &spostamenti[static_cast<size_t>(d * 2 * taps)];
+    for (int64_t t = -mezza; t <= mezza; ++t) {
+      const float ft = static_cast<float>(t);
+      ox[t + mezza] = static_cast<int32_t>(std::lround(ft * c));
+      ox[taps + t + mezza] = static_cast<int32_t>(std::lround(ft * s));
     }
-    parallel_for(static_cast<uint64_t>(h2), [&](uint64_t yy) {
-      const int64_t y = static_cast<int64_t>(yy);
-      float* riga = &somma[static_cast<size_t>(y * w2)];
-      for (int64_t x = 0; x < w2; ++x) riga[x] = 0.0f;
-      for (int64_t i = 0; i < taps; ++i) {
-        const int64_t ty = y + sy[static_cast<size_t>(i)];
-        if (ty < 0 || ty >= h2) continue;
-        const int64_t ox = sx[static_cast<size_t>(i)];
-        // x + ox must land in 0..w2-1.
-        const int64_t x0 = ox < 0 ? -ox : 0;
-        const int64_t x1 = ox > 0 ? w2 - ox : w2;
-        if (x0 >= x1) continue;
-        const float p = peso[static_cast<size_t>(i)];
-        const float* src = &ridotta[static_cast<size_t>(ty * w2)];
-        for (int64_t x = x0; x < x1; ++x) riga[x] += p * src[x + ox];
-      }
-      float* acc = &accumulo[static_cast<size_t>(y * w2)];
-      for (int64_t x = 0; x < w2; ++x) acc[x] += riga[x] / peso_totale;
-    });
   }
-  Piano().swap(somma);
-  Piano().swap(ridotta);
 
-  parallel_for(static_cast<uint64_t>(h), [&](uint64_t yy) {
-    const int64_t y = static_cast<int64_t>(yy);
-    for (int64_t x = 0; x < w; ++x) {
-      const float a = campiona_ridotta(accumulo, w2, h2, x, y, rid);
-      float hv = a * stella * 2.4f;
-      if (hv > 1.0f) hv = 1.0f;
-      float* p = &img[static_cast<size_t>((y * w + x) * 3)];
-      // One value for all channels: the rays are white whatever their source.
-      p[0] = schermo(hv, p[0]);
-      p[1] = schermo(hv, p[1]);
-      p[2] = schermo(hv, p[2]);
-    }
+  const int64_t w2 = r.w2(), h2 = r.h2();
+  PianoPrestato accumulo(w2, h2);
+  parallel_for(static_cast<uint64_t>(h2), [&](uint64_t y) {
+    k.stella(r.piano(0), r.passo(), w2, static_cast<int64_t>(y), direzioni, taps, spostamenti.data(), peso.data(),
+             peso_totale, accumulo.dati() + static_cast<int64_t>(y) * w2);
   });
+
+  const Tabella t(k, q.larghezza, r.riduzione(), w2, h2);
+  ParamComposto c = composto(Composto::stella, img, q, stella, poi);
+  c.piani[0] = accumulo.dati();
+  c.ingrandimento = t.ingrandimento();
+  componi(k, c);
 }
 
 }  // namespace varno

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "fx/fx.h"
-#include "render/parallelo.h"
+#include "fx/piani.h"
 
 namespace varno {
 
@@ -74,18 +74,9 @@ uint64_t vignetta_costruzioni() {
 }
 
 void fx_vignetta(Immagine& img, const Quadro& q, float vignetta) {
-  const std::shared_ptr<const std::vector<float>> tenuta = vignetta_mask(q.larghezza, q.altezza);
-  const std::vector<float>& m = *tenuta;
-  const int64_t w = q.larghezza;
-  if (q.larghezza < 1 || q.altezza < 1 || m.size() / static_cast<size_t>(w) < static_cast<size_t>(q.altezza)) return;
-  parallel_for(static_cast<uint64_t>(q.altezza), [&](uint64_t y) {
-    const int64_t base = static_cast<int64_t>(y) * w;
-    for (int64_t i = base; i < base + w; ++i) {
-      const float k = 1.0f - m[static_cast<size_t>(i)] * vignetta;
-      float* p = &img[static_cast<size_t>(i * 3)];
-      for (int c = 0; c < 3; ++c) p[c] = limita01(p[c] * k);
-    }
-  });
+  const Nuclei& k = nuclei();
+  const CodaCatena coda(k, q, vignetta, 0.0f, 0);
+  if (!coda.vuota()) componi(k, composto(Composto::nessuno, img, q, 0.0f, Seguito{nullptr, &coda.coda()}));
 }
 
 }  // namespace varno

@@ -35,38 +35,6 @@ TEST(Quadro, ReductionAndRadiiFollowTheLongerSide) {
   EXPECT_EQ(varno::arrotonda_raggio(-1e300), std::numeric_limits<int32_t>::min());
 }
 
-// The running sum is carried in single precision and never refreshed, so its drift is
-// part of the result: bit for bit, however the columns are grouped over threads.
-TEST(BoxBlur, SameBitsAsTheRunningSumInSinglePrecision) {
-  const int r = 6;
-  auto linea = [r](const float* src, float* dst, int n, int passo) {
-    auto at = [&](int i) { return src[std::clamp(i, 0, n - 1) * passo]; };
-    float somma = 0.0f;
-    for (int k = -r; k <= r; ++k) somma += at(k);
-    for (int x = 0; x < n; ++x) {
-      dst[x * passo] = somma / static_cast<float>(2 * r + 1);
-      somma = somma + (at(x + r + 1) - at(x - r));
-    }
-  };
-  for (int w : {1, 15, 16, 17, 1030, 2000}) {
-    const int h = 19;
-    Piano a = aiuto::casuali(static_cast<size_t>(w * h), static_cast<uint32_t>(w)), b = a, s(a.size());
-    varno::box_blur(a, w, h, r, 3);
-    for (int i = 0; i < 3; ++i) {
-      for (int y = 0; y < h; ++y) linea(&b[y * w], &s[y * w], w, 1);
-      for (int x = 0; x < w; ++x) linea(&s[x], &b[x], h, w);
-    }
-    EXPECT_EQ(a, b) << "width " << w;
-  }
-}
-
-TEST(BlurSuRidotta, FactorOneIsTheFullSizeBoxBlur) {
-  Piano a = aiuto::casuali(45 * 27, 3), b = a;
-  varno::blur_su_ridotta(a, 45, 27, 6, 1);
-  varno::box_blur(b, 45, 27, 6, 3);
-  EXPECT_EQ(a, b);
-}
-
 // Replicated ends; lines shorter than the window (5x3 at radius 4, 8 wide at 40);
 // sizes off the factor, for partial blocks and the held edge; radius 3 at factor 4
 // still blurs the copy; a 3x3 plane at factor 4 reduces to the mean of nine.

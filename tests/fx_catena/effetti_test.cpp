@@ -14,11 +14,11 @@ using namespace varno;
 
 namespace {
 
-using Effetto = void (*)(Immagine&, const Piano&, const Quadro&, float);
+using Effetto = void (*)(Immagine&, const Piano&, const Quadro&, float, const Seguito&);
 
 Immagine esegui(Effetto fx, Immagine img, int w, int h) {
   const Quadro q = calcola_quadro(w, h);
-  fx(img, aiuto::luma_di(img, q), q, 0.6f);
+  fx(img, aiuto::luma_di(img, q), q, 0.6f, {});
   return img;
 }
 

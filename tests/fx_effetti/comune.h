@@ -36,6 +36,9 @@ struct Fotogramma {
   void aggiorna() { aggiorna_luma(img, luma, q); }
 };
 
+// Screen of h over c, as the rules write it.
+inline float schermo(float h, float c) { return 1.0f - (1.0f - h) * (1.0f - c); }
+
 // A frame of uniform noise in lo..hi, the same for a given seed.
 inline Fotogramma casuale(int32_t w, int32_t h, uint32_t seme, float lo, float hi) {
   Fotogramma f(w, h, 0.0f, 0.0f, 0.0f);

@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <vector>
 
-#include "fx/campiona.h"
 #include "fx_effetti/comune.h"
 
 namespace varno {
@@ -22,7 +21,7 @@ struct Misura {
 TEST(Diffusione, HaloRadiusAndReductionTables) {
   const struct {
     const char* nome;
-    void (*fx)(Immagine&, const Piano&, const Quadro&, float);
+    void (*fx)(Immagine&, const Piano&, const Quadro&, float, const Seguito&);
     float inizio, ampiezza;
     bool quadratico;
     float guadagno;
@@ -40,11 +39,11 @@ TEST(Diffusione, HaloRadiusAndReductionTables) {
     for (const Misura& m : filtro.misure) {
       Fotogramma f = prova::quadrato(m.w, m.h);
       const Piano a = prova::alone_atteso(f, filtro.inizio, filtro.ampiezza, filtro.quadratico, m.raggio, m.riduzione);
-      filtro.fx(f.img, f.luma, f.q, 0.55f);
+      filtro.fx(f.img, f.luma, f.q, 0.55f, {});
       for (size_t i = 0; i < a.size(); ++i) {
         if (f.img[i * 3 + 1] == 1.0f) continue;  // the square itself
         const float h = std::fmin(a[i] * 0.55f * filtro.guadagno, 1.0f);
-        ASSERT_EQ(f.img[i * 3 + 1], schermo(h, 0.0f)) << filtro.nome << " " << m.w << "x" << m.h << " at " << i;
+        ASSERT_EQ(f.img[i * 3 + 1], prova::schermo(h, 0.0f)) << filtro.nome << " " << m.w << "x" << m.h << " at " << i;
       }
     }
 }

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "fx/campiona.h"
 #include "fx_effetti/comune.h"
 
 namespace varno {
@@ -64,7 +63,7 @@ TEST(Streak, RadiusFromTheWidthAloneOnPortraitAndNarrowFrames) {
     for (size_t i = 0; i < maschera.size(); ++i) {
       const float s = std::min(maschera[i] * 0.6f * 2.2f, 1.0f);
       acceso = acceso || s > 0.0f;
-      const float atteso[3] = {schermo(0.3f * s, 0.0f), schermo(0.55f * s, 0.0f), schermo(s, 0.0f)};
+      const float atteso[3] = {prova::schermo(0.3f * s, 0.0f), prova::schermo(0.55f * s, 0.0f), prova::schermo(s, 0.0f)};
       for (int c = 0; c < 3; ++c) ASSERT_EQ(f.img[i * 3 + c], atteso[c]) << m.w << "x" << m.h << " at " << i;
     }
     EXPECT_TRUE(acceso) << m.w << "x" << m.h;

@@ -1,0 +1,237 @@
+// Every instruction-set variant of the kernels this processor has, against the
+// rules worked one pixel at a time (regole.h): the blurs, each stage alone,
+// the chain with its shared passes, and White Pro-Mist's frame mean. Frames
+// are sized off the vector widths, and their values reach below 0 and above
+// 1 and include NaN, infinities and subnormals. Where the rule gives NaN, any
+// NaN is taken: which of two NaN operands an operation passes on is the
+// compiler's choice, for the rule as for the kernels.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <random>
+#include <utility>
+
+#include "aiuto.h"
+#include "fx/blur.h"
+#include "fx/nuclei.h"
+#include "fx/piani.h"
+#include "regole.h"
+
+using namespace varno;
+
+namespace {
+
+std::vector<Isa> varianti() {
+  std::vector<Isa> v;
+  for (Isa i : {Isa::sse2, Isa::avx2, Isa::avx512})
+    if (nuclei_di(i) != nullptr) v.push_back(i);
+  return v;
+}
+
+// Runs the body with the kernels held to each variant in turn.
+template <class Corpo>
+void per_variante(Corpo&& corpo) {
+  for (Isa isa : varianti()) {
+    limita_isa(isa);
+    SCOPED_TRACE(nome_isa(isa));
+    corpo();
+  }
+  limita_isa(Isa::avx512);
+}
+
+// Values below 0 and above 1; with `speciali`, also NaN, infinities,
+// subnormals and -0. A NaN runs along every line a blur sums it into, so the
+// finite frames are the ones that tell the bits of the blurred stages.
+std::vector<float> ostili(size_t n, uint32_t seme, bool speciali) {
+  std::vector<float> v = aiuto::casuali(n, seme, -0.3f, 1.6f);
+  const float valori[] = {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
+                          -std::numeric_limits<float>::infinity(), 1e-40f, -0.0f};
+  if (speciali)
+    for (size_t i = seme % 13; i < n; i += 97) v[i] = valori[(i / 97) % 5];
+  return v;
+}
+
+::testing::AssertionResult come_la_regola(const std::vector<float>& v, const std::vector<float>& regola) {
+  if (v.size() != regola.size()) return ::testing::AssertionFailure() << "size " << v.size();
+  for (size_t i = 0; i < v.size(); ++i)
+    if (std::memcmp(&v[i], &regola[i], sizeof(float)) != 0 && !(std::isnan(v[i]) && std::isnan(regola[i])))
+      return ::testing::AssertionFailure() << "value " << i << ": " << v[i] << ", the rule " << regola[i];
+  return ::testing::AssertionSuccess();
+}
+
+}  // namespace
+
+// Radius 40 on short lines reaches past both ends; factor 5 has no vector path.
+TEST(Varianti, BlursMatchTheirRules) {
+  const std::pair<int, int> misure[] = {{1, 1}, {5, 3}, {17, 19}, {33, 8}, {100, 7}, {61, 43}};
+  per_variante([&] {
+    for (auto [w, h] : misure)
+      for (int r : {1, 4, 40})
+        for (bool speciali : {false, true}) {
+        SCOPED_TRACE(testing::Message() << w << "x" << h << " radius " << r << (speciali ? " with NaN" : ""));
+        const Piano p = ostili(static_cast<size_t>(w * h), static_cast<uint32_t>(w + h + r), speciali);
+        Piano a = p, b = p;
+        box_blur(a, w, h, r, 3);
+        regola::box(b, w, h, r);
+        ASSERT_TRUE(come_la_regola(a, b));
+        for (int f : {1, 2, 3, 4, 5}) {
+          SCOPED_TRACE(testing::Message() << "factor " << f);
+          a = b = p;
+          blur_su_ridotta(a, w, h, r, f);
+          regola::blur_ridotta(b, w, h, r, f);
+          ASSERT_TRUE(come_la_regola(a, b));
+          a = b = p;
+          blur_orizz_su_ridotta(a, w, h, r, f);
+          regola::blur_orizz(b, w, h, r, f);
+          ASSERT_TRUE(come_la_regola(a, b));
+        }
+      }
+  });
+}
+
+namespace {
+
+// Awkward widths and heights, and thin frames whose longer side gives
+// reduction factors 2, 3 and 4.
+const std::pair<int, int> kMisure[] = {{1, 1}, {2, 3}, {17, 19}, {37, 23}, {1921, 9}, {2883, 7}, {9, 3850}, {3850, 5}};
+
+FxRicetta tutto(int32_t punte) {
+  FxRicetta r;
+  r.enhance = 0.6f;
+  r.pelle = 0.55f;
+  r.halation = 0.6f;
+  r.bloom = 0.6f;
+  r.streak = 0.6f;
+  r.promist = 0.55f;
+  r.stella = 1.0f;
+  r.mistw = 0.55f;
+  r.glimmer = 0.55f;
+  r.ca = 0.6f;
+  r.vignetta = 0.6f;
+  r.grana = 0.6f;
+  r.fotogramma = -11;
+  r.punte = punte;
+  return r;
+}
+
+}  // namespace
+
+TEST(Varianti, EachStageMatchesItsRule) {
+  per_variante([&] {
+    for (auto [w, h] : kMisure)
+      for (int i = 0; i < 12; ++i)
+        for (bool speciali : {false, true}) {
+        SCOPED_TRACE(testing::Message() << w << "x" << h << " stage " << i << (speciali ? " with NaN" : ""));
+        const Quadro q = calcola_quadro(w, h);
+        const FxRicetta r = tutto(6);
+        const Immagine sorgente = ostili(static_cast<size_t>(w * h * 3), static_cast<uint32_t>(w * 7 + h + i), speciali);
+        const Piano luma = regola::luma_di(sorgente);
+        Immagine atteso = sorgente, img = sorgente;
+        regola::stadio(i, atteso, luma, q, r);
+        const float v = regola::quanto(i, r);
+        switch (i) {
+          case 0: fx_enhance(img, luma, q, v); break;
+          case 1: fx_pelle(img, luma, q, v); break;
+          case 2: fx_halation(img, luma, q, v); break;
+          case 3: fx_bloom(img, luma, q, v); break;
+          case 4: fx_streak(img, luma, q, v); break;
+          case 5: fx_promist(img, luma, q, v); break;
+          case 6: fx_stella(img, luma, q, v, r.punte); break;
+          case 7: fx_mistw(img, luma, q, v); break;
+          case 8: fx_glimmer(img, luma, q, v); break;
+          case 9: fx_aberrazione(img, q, v); break;
+          case 10: fx_vignetta(img, q, v); break;
+          default: fx_grana(img, q, v, r.fotogramma); break;
+        }
+        ASSERT_TRUE(come_la_regola(img, atteso));
+      }
+  });
+}
+
+// The chain shares passes between stages (luma refreshed in a stage's last
+// pass and only when a later stage reads it, vignette and grain on the last
+// pass before them); the rule runs each stage by itself.
+TEST(Varianti, TheChainMatchesItsRule) {
+  std::vector<FxRicetta> ricette = {tutto(4), tutto(6), tutto(8)};
+  FxRicetta predefinita;
+  predefinita.enhance = 0.06f;
+  predefinita.halation = 0.28f;
+  predefinita.bloom = 0.16f;
+  predefinita.vignetta = 0.1f;
+  ricette.push_back(predefinita);
+  FxRicetta senza_ca = tutto(8);
+  senza_ca.ca = 0.0f;
+  ricette.push_back(senza_ca);
+  FxRicetta code = {};
+  code.grana = 0.3f;
+  code.vignetta = 0.5f;
+  code.fotogramma = 3;
+  ricette.push_back(code);
+  // Pairs that hand a reduction over each way: after bloom (which leaves luma
+  // as it was), after the column passes of skin diffusion and enhance, from
+  // the first pass, with White Pro-Mist's frame mean at either end.
+  const std::vector<std::vector<float FxRicetta::*>> coppie = {
+      {&FxRicetta::bloom, &FxRicetta::streak},   {&FxRicetta::bloom, &FxRicetta::mistw},
+      {&FxRicetta::bloom, &FxRicetta::promist},  {&FxRicetta::pelle, &FxRicetta::mistw},
+      {&FxRicetta::enhance, &FxRicetta::halation}, {&FxRicetta::mistw},
+      {&FxRicetta::halation, &FxRicetta::mistw, &FxRicetta::glimmer}, {&FxRicetta::stella, &FxRicetta::bloom}};
+  for (const auto& campi : coppie) {
+    FxRicetta r = {};
+    for (float FxRicetta::*c : campi) r.*c = 0.5f;
+    r.stella = r.stella > 0.0f ? 1.0f : 0.0f;
+    r.grana = 0.2f;
+    ricette.push_back(r);
+  }
+  per_variante([&] {
+    for (auto [w, h] : kMisure)
+      for (size_t k = 0; k < ricette.size(); ++k)
+        for (bool speciali : {false, k == 0}) {
+        if (w == 17 || (k >= 6 && (w * h < 800 || w < 20))) continue;  // the pairs at factors 1 to 4 only
+        SCOPED_TRACE(testing::Message() << w << "x" << h << " recipe " << k << (speciali ? " with NaN" : ""));
+        const Immagine sorgente = ostili(static_cast<size_t>(w * h * 3), static_cast<uint32_t>(w + 5 * h + k), speciali);
+        Immagine atteso = sorgente, img = sorgente;
+        regola::catena(atteso, w, h, ricette[k]);
+        applica_fx(img, w, h, ricette[k]);
+        ASSERT_TRUE(come_la_regola(img, atteso));
+      }
+  });
+}
+
+// The frame mean's blocks are added at once only where no rounding can
+// happen; anything else goes value by value. Lines of one full block, one
+// short block and a remainder; values from the fine end of the float range,
+// totals that cross many powers of two, cancellations, coarse values that
+// cancel after a total with fine bits (one by one they round those away),
+// and non-finite values.
+TEST(Varianti, TheFrameMeanAddsAsOneValueAfterAnother) {
+  std::mt19937 gen(17);
+  std::uniform_real_distribution<float> u(0.0f, 1.0f);
+  auto serie = [&](size_t n, int tipo) {
+    std::vector<float> v(n);
+    for (size_t i = 0; i < n; ++i) {
+      const float x = u(gen);
+      switch (tipo) {
+        case 0: v[i] = x; break;                                          // ordinary luma
+        case 1: v[i] = i % 7 == 0 ? x * 1e-6f : x; break;                 // a few fine values
+        case 2: v[i] = std::ldexp(x, static_cast<int>(i % 60) - 30); break;  // many binades
+        case 3: v[i] = i % 2 ? -v[i - 1] : x * 1e3f; break;               // cancellations
+        case 4: v[i] = i % 3 ? 1e-40f * x : -x; break;                    // subnormals and negatives
+        case 5: v[i] = i < 256 ? x * 1e-6f : i % 2 ? -v[i - 1] : std::round(x * 16.0f) * 1048576.0f; break;
+        default: v[i] = i == n / 2 ? std::numeric_limits<float>::infinity() : x; break;
+      }
+    }
+    return v;
+  };
+  per_variante([&] {
+    for (auto [w, h] : {std::pair<int, int>{1, 1}, {256, 3}, {257, 40}, {1000, 37}, {3, 500}})
+      for (int tipo = 0; tipo < 7; ++tipo) {
+        const std::vector<float> v = serie(static_cast<size_t>(w * h), tipo);
+        double atteso = 0.0;
+        for (float x : v) atteso += static_cast<double>(x);
+        const double s = somma_in_ordine(nuclei(), v.data(), w, h);
+        EXPECT_TRUE(std::memcmp(&s, &atteso, sizeof s) == 0) << w << "x" << h << " kind " << tipo << ": " << s << " " << atteso;
+      }
+  });
+}
