@@ -2,7 +2,8 @@
 # Installs what building, testing and benchmarking need on Debian 12. Run as root.
 set -euo pipefail
 export DEBIAN_FRONTEND=noninteractive
-pkgs=(g++ cmake make pkg-config libgtest-dev libgmock-dev libbenchmark-dev libopenimageio-dev libcli11-dev)
+pkgs=(g++ cmake make pkg-config libgtest-dev libgmock-dev libbenchmark-dev libopenimageio-dev libcli11-dev
+      libavformat-dev libavcodec-dev libswscale-dev libavutil-dev)
 missing=()
 for p in "${pkgs[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")

@@ -6,7 +6,8 @@
 //   session.{h,cpp} for any mode that renders: the bundle, the instance, --set values and
 //                   render_frame()
 //   modes.h         one entry point per mode: list.cpp (--list), render.cpp (stills,
-//                   the demo chart and sequences)
+//                   the demo chart and sequences), clip.cpp (video files in or out, with
+//                   video.{h,cpp} reading and writing them through FFmpeg's libraries)
 //   frames.{h,cpp}  --frames ranges and the # / %04d patterns of file names
 //   tool.h          exit statuses and Failure; image_io.cpp (files), chart.cpp (demo chart)
 // A new mode is a file of its own: its entry point in modes.h, its options in
@@ -18,6 +19,7 @@
 
 #include "modes.h"
 #include "tool.h"
+#include "video.h"
 
 using namespace varno_render;
 
@@ -25,11 +27,13 @@ namespace {
 
 int dispatch(const Options& o) {
   if (o.list) return run_list(o);
+  if (is_clip_job(o)) return run_clip(o);
   return run_render(o);
 }
 
 void on_signal(int sig) {
   remove_pending_output();
+  remove_pending_clip();
   std::signal(sig, SIG_DFL);
   std::raise(sig);
 }

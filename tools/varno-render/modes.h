@@ -8,5 +8,7 @@ namespace varno_render {
 
 int run_list(const Options& o);    // --list: the parameters, on stdout (list.cpp)
 int run_render(const Options& o);  // a still, the demo chart or a frame sequence (render.cpp)
+bool is_clip_job(const Options& o);  // INPUT or OUTPUT is a video file
+int run_clip(const Options& o);      // clips in or out (clip.cpp)
 
 }  // namespace varno_render

@@ -23,6 +23,10 @@ struct Options {
   std::optional<std::string> frames;   // --frames A-B, checked by parse_frames
   bool demo = false;                   // --demo
   int demo_width = 1920, demo_height = 1080;  // --size WxH
+
+  // Clips.
+  std::optional<std::string> codec;  // --codec NAME, checked here
+  std::optional<std::string> fps;    // --fps RATE, checked by parse_rate
 };
 
 // Parses the command line. --help prints the usage to stdout and gives no options.
