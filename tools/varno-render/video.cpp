@@ -427,7 +427,10 @@ bool ClipReader::next(ofxhost::Image* image, std::vector<AudioPacket>& audio) {
     fail(kExitFailure, "cannot read '" + path_ + "': frame " + std::to_string(index) + " changes size to " +
                            std::to_string(fr->width) + "x" + std::to_string(fr->height));
 
-  bool full_range = fr->color_range == AVCOL_RANGE_JPEG;
+  // The frame's own tags, else the container's (some codecs carry none in the frame).
+  const AVCodecParameters* par = s.fmt->streams[s.video]->codecpar;
+  const AVColorSpace space = fr->colorspace != AVCOL_SPC_UNSPECIFIED ? fr->colorspace : par->color_space;
+  bool full_range = (fr->color_range != AVCOL_RANGE_UNSPECIFIED ? fr->color_range : par->color_range) == AVCOL_RANGE_JPEG;
   const AVPixelFormat source = unjpeg(static_cast<AVPixelFormat>(fr->format), full_range);
   const AVPixFmtDescriptor* desc = av_pix_fmt_desc_get(source);
   if (!desc || (desc->flags & (AV_PIX_FMT_FLAG_HWACCEL | AV_PIX_FMT_FLAG_BITSTREAM | AV_PIX_FMT_FLAG_PAL)) ||
@@ -458,7 +461,7 @@ bool ClipReader::next(ofxhost::Image* image, std::vector<AudioPacket>& audio) {
   }
   sws_scale(s.sws, fr->data, fr->linesize, 0, h, s.full->data, s.full->linesize);
   s.last_format = static_cast<AVPixelFormat>(fr->format);
-  s.matrix = matrix_of(fr->colorspace, h);
+  s.matrix = matrix_of(space, h);
   s.full_range = full_range;
   av_frame_unref(fr);
 
