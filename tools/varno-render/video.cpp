@@ -48,8 +48,9 @@ std::string lower_ext(const std::string& path) {
   return e;
 }
 
-// FFmpeg logs its reasons (often better than the error code's text); the last error it logged
-// is kept, and nothing reaches stderr, where each failure is one line of ours.
+// FFmpeg logs its reasons (often better than the error code's text); the first error it logged
+// since the last look is kept, as later ones tend to be consequences, and nothing reaches
+// stderr, where each failure is one line of ours.
 std::mutex gLogMutex;
 std::string gLastLogged;
 
@@ -61,7 +62,7 @@ void log_to_memory(void* avcl, int level, const char* format, va_list args) {
   std::string s = line;
   while (!s.empty() && (s.back() == '\n' || s.back() == ' ' || s.back() == '.')) s.pop_back();
   std::lock_guard<std::mutex> lock(gLogMutex);
-  gLastLogged = s;
+  if (gLastLogged.empty()) gLastLogged = s;
 }
 
 void quiet_ffmpeg() {
