@@ -38,7 +38,8 @@ struct Spec {
   std::map<std::string, std::string> options;  // the encoder's, e.g. lossless
   int profile = FF_PROFILE_UNKNOWN;
   bool video = true;          // false: a file with audio alone
-  bool audio = false;         // an AAC track as long as the video
+  bool audio = false;         // an audio track as long as the video
+  std::string audio_codec = "aac";  // or pcm_s16le
   std::string timecode;       // "hh:mm:ss:ff" or ""
   std::string movflags;       // e.g. "+faststart"
 };
@@ -102,10 +103,11 @@ inline void make_clip(const fs::path& path, const Spec& s) {
   AVCodecContext* ae = nullptr;
   AVStream* as = nullptr;
   if (s.audio) {
-    const AVCodec* ac = avcodec_find_encoder(AV_CODEC_ID_AAC);
+    const AVCodec* ac = avcodec_find_encoder_by_name(s.audio_codec.c_str());
+    ASSERT_TRUE(ac) << s.audio_codec;
     ae = avcodec_alloc_context3(ac);
     ae->sample_rate = 48000;
-    ae->sample_fmt = AV_SAMPLE_FMT_FLTP;
+    ae->sample_fmt = ac->sample_fmts[0];
     av_channel_layout_default(&ae->ch_layout, 2);
     ae->bit_rate = 128000;
     ae->time_base = AVRational{1, 48000};
@@ -166,15 +168,21 @@ inline void make_clip(const fs::path& path, const Spec& s) {
     // A sine as long as the video.
     const long samples = av_rescale(s.frames, 48000L * s.rate.den, s.rate.num);
     AVFrame* a = av_frame_alloc();
-    for (long t = 0; t < samples; t += ae->frame_size) {
+    const int step = ae->frame_size > 0 ? ae->frame_size : 1024;
+    for (long t = 0; t < samples; t += step) {
       a->format = ae->sample_fmt;
       a->sample_rate = 48000;
       av_channel_layout_copy(&a->ch_layout, &ae->ch_layout);
-      a->nb_samples = ae->frame_size;
+      a->nb_samples = step;
       av_frame_get_buffer(a, 0);
       for (int c = 0; c < 2; ++c)
-        for (int i = 0; i < a->nb_samples; ++i)
-          reinterpret_cast<float*>(a->data[c])[i] = 0.25f * std::sin(0.0576f * (t + i) * (c + 1));
+        for (int i = 0; i < a->nb_samples; ++i) {
+          const float v = 0.25f * std::sin(0.0576f * (t + i) * (c + 1));
+          if (ae->sample_fmt == AV_SAMPLE_FMT_FLTP)
+            reinterpret_cast<float*>(a->data[c])[i] = v;
+          else  // interleaved 16-bit
+            reinterpret_cast<int16_t*>(a->data[0])[2 * i + c] = static_cast<int16_t>(v * 32767);
+        }
       a->pts = t;
       avcodec_send_frame(ae, a);
       av_frame_unref(a);

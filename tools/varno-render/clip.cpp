@@ -383,67 +383,83 @@ class Pipeline {
 
 }  // namespace
 
-long render_clip(Session& session, const ClipJob& job) {
-  const bool in_clip = is_clip_name(job.input), out_clip = is_clip_name(job.output);
+struct ClipRun::Parts {
+  ClipJob job;
   std::unique_ptr<ClipReader> reader;
   std::unique_ptr<Source> source;
+  std::unique_ptr<ClipWriter> writer;
+  std::unique_ptr<Sink> sink;
+  long total = 0;
+  bool estimate = false;
+  Rate rate;
+};
+
+ClipRun::ClipRun(const ClipJob& job) : p_(new Parts) {
+  Parts& p = *p_;
+  p.job = job;
+  const bool in_clip = is_clip_name(job.input), out_clip = is_clip_name(job.output);
   std::vector<int> frames;
   if (job.frames) {
     frames = *job.frames;
     std::sort(frames.begin(), frames.end());
     frames.erase(std::unique(frames.begin(), frames.end()), frames.end());
   }
-  long total = static_cast<long>(frames.size());
-  bool estimate = false;
-  Rate rate = job.rate;
+  p.total = static_cast<long>(frames.size());
+  p.rate = job.rate;
   std::string timecode;
   if (in_clip) {
     if (!frames.empty() && frames.front() < 0)
       fail(kExitUsage, "--frames: the frames of a clip count from 0, not " + std::to_string(frames.front()));
-    reader = std::make_unique<ClipReader>(job.input);
-    if (!frames.empty() && reader->frame_count_exact() && frames.back() >= reader->frame_count())
-      fail(kExitUsage, "--frames: '" + job.input + "' has " + std::to_string(reader->frame_count()) + " frames (0 to " +
-                           std::to_string(reader->frame_count() - 1) + ")");
+    p.reader = std::make_unique<ClipReader>(job.input);
+    ClipReader& r = *p.reader;
+    if (!frames.empty() && r.frame_count_exact() && frames.back() >= r.frame_count())
+      fail(kExitUsage, "--frames: '" + job.input + "' has " + std::to_string(r.frame_count()) + " frames (0 to " +
+                           std::to_string(r.frame_count() - 1) + ")");
     if (frames.empty()) {
-      total = reader->frame_count();
-      estimate = !reader->frame_count_exact();
+      p.total = r.frame_count();
+      p.estimate = !r.frame_count_exact();
     }
-    rate = reader->rate();
-    if (!reader->timecode().empty())
-      timecode = frames.empty() ? reader->timecode() : timecode_after(reader->timecode(), rate, frames.front());
-    source = std::make_unique<ClipSource>(*reader, frames);
+    p.rate = r.rate();
+    if (!r.timecode().empty())
+      timecode = frames.empty() ? r.timecode() : timecode_after(r.timecode(), p.rate, frames.front());
+    p.source = std::make_unique<ClipSource>(r, frames);
   } else {
     if (frames.empty()) fail(kExitUsage, "--frames A-B is needed to read an image sequence into a clip");
-    source = std::make_unique<SequenceSource>(job.input, frames);
+    p.source = std::make_unique<SequenceSource>(job.input, frames);
   }
 
-  std::unique_ptr<ClipWriter> writer;
-  std::unique_ptr<Sink> sink;
   if (out_clip) {
     if (in_clip && !frames.empty() && frames.back() - frames.front() + 1 != static_cast<int>(frames.size()))
       fail(kExitUsage, "--frames: a clip is written from one range of frames, A-B");
-    ClipFormat format{job.codec.empty() ? default_clip_codec(job.output) : job.codec, source->width(), source->height(),
-                      rate, timecode};
-    writer = std::make_unique<ClipWriter>(job.output, format,
-                                          reader ? reader->audio_streams() : std::vector<const AVStream*>{});
-    sink = std::make_unique<ClipSink>(*writer);
+    ClipFormat format{job.codec.empty() ? default_clip_codec(job.output) : job.codec, p.source->width(),
+                      p.source->height(), p.rate, timecode};
+    p.writer = std::make_unique<ClipWriter>(job.output, format,
+                                            p.reader ? p.reader->audio_streams() : std::vector<const AVStream*>{});
+    p.sink = std::make_unique<ClipSink>(*p.writer);
   } else {
     const FramePattern pattern(job.output);
     if (!pattern.valid())
       fail(kExitUsage, "OUTPUT '" + job.output + "' is neither a clip nor a frame pattern (# or %04d) for the clip's frames");
     std::string error;
     if (!can_write(pattern.name(frames.empty() ? 0 : frames.front()), error)) fail(kExitFailure, error);
-    sink = std::make_unique<SequenceSink>(job.output);
+    p.sink = std::make_unique<SequenceSink>(job.output);
   }
+}
 
-  if (job.progress && reader)
-    std::fprintf(stderr, "varno-render: %s: %dx%d, %.3f fps, %s\n", job.input.c_str(), reader->width(), reader->height(),
-                 rate.fps(), reader->description().c_str());
-  if (writer) writer->start();
-  Progress progress(job.progress, job.output, total, estimate);
-  Pipeline pipeline(session, *source, *sink, progress, job.input);
+ClipRun::~ClipRun() = default;
+
+long ClipRun::run(Session& session) {
+  Parts& p = *p_;
+  if (p.job.progress && p.reader)
+    std::fprintf(stderr, "varno-render: %s: %dx%d, %.3f fps, %s\n", p.job.input.c_str(), p.reader->width(),
+                 p.reader->height(), p.rate.fps(), p.reader->description().c_str());
+  if (p.writer) p.writer->start();
+  Progress progress(p.job.progress, p.job.output, p.total, p.estimate);
+  Pipeline pipeline(session, *p.source, *p.sink, progress, p.job.input);
   return pipeline.run();
 }
+
+long render_clip(Session& session, const ClipJob& job) { return ClipRun(job).run(session); }
 
 bool is_clip_job(const Options& o) {
   if (o.list || o.files.empty()) return false;
@@ -464,9 +480,11 @@ int run_clip(const Options& o) {
   if (o.fps && !parse_rate(*o.fps, job.rate)) fail(kExitUsage, "--fps " + *o.fps + ": expected a rate such as 24, 23.976 or 30000/1001");
   if (o.frames) job.frames = parse_frames(*o.frames);
   job.progress = !o.quiet;
+  // The files first: a bad clip is told before the plug-in is loaded.
+  ClipRun clip(job);
   Session session(o.plugin);
   session.set(o.sets);
-  render_clip(session, job);
+  clip.run(session);
   return 0;
 }
 

@@ -2,6 +2,7 @@
 // decoding, rendering and encoding overlapping on three threads joined by bounded queues.
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -22,8 +23,20 @@ struct ClipJob {
   bool progress = false;
 };
 
-// Checks the job against its files, then renders it with the session's instance and settings.
-// Throws Failure naming the file or the option at fault. Returns the number of frames written.
-long render_clip(Session& session, const ClipJob& job);
+// A job checked against its files: the input open, the output's codec, container and folder
+// checked, nothing written yet. Throws Failure naming the file or the option at fault.
+class ClipRun {
+ public:
+  explicit ClipRun(const ClipJob& job);
+  ~ClipRun();
+  // Renders it with the session's instance and settings; the number of frames written.
+  long run(Session& session);
+
+ private:
+  struct Parts;
+  std::unique_ptr<Parts> p_;
+};
+
+long render_clip(Session& session, const ClipJob& job);  // ClipRun(job).run(session)
 
 }  // namespace varno_render

@@ -287,8 +287,10 @@ ClipReader::ClipReader(const std::string& path) : s_(new State), path_(path) {
   if (!fs::exists(path, ec)) fail(kExitFailure, what + ": no such file");
   if (fs::is_directory(path, ec)) fail(kExitFailure, what + ": it is a folder");
   take_logged();
-  check(avformat_open_input(&s_->fmt, path.c_str(), nullptr, nullptr), what);
-  check(avformat_find_stream_info(s_->fmt, nullptr), what);
+  int err = avformat_open_input(&s_->fmt, path.c_str(), nullptr, nullptr);
+  if (err >= 0) err = avformat_find_stream_info(s_->fmt, nullptr);
+  if (err == AVERROR_EOF) fail(kExitFailure, what + ": it ends before its first frame (empty or cut short)");
+  check(err, what);
   AVFormatContext* f = s_->fmt;
   s_->video = av_find_best_stream(f, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
   // Cover art and thumbnails are video streams of one picture, not the clip.
