@@ -4,6 +4,9 @@
 // writer encodes the one before that, and hands it back to the reader.
 #include "clip.h"
 
+#include <malloc.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -304,8 +307,8 @@ class Pipeline {
       frames_.push_back(std::make_unique<Frame>(source_.width(), source_.height()));
       free_.put(frames_.back().get());
     }
-    std::thread reader([this] { guard([this] { read(); }); });
-    std::thread writer([this] { guard([this] { write(); }); });
+    std::thread reader([this] { guard([this] { yield_to_plugin(); read(); }); });
+    std::thread writer([this] { guard([this] { yield_to_plugin(); write(); }); });
     guard([this] { render(); });
     reader.join();
     writer.join();
@@ -314,6 +317,11 @@ class Pipeline {
   }
 
  private:
+  // The plug-in splits each pass of a frame evenly over its workers and waits for the last
+  // one; a worker that has to share its core with decoding or encoding holds up the whole
+  // pass. At a lower priority these two run mostly in the gaps between passes.
+  static void yield_to_plugin() { setpriority(PRIO_PROCESS, static_cast<id_t>(syscall(SYS_gettid)), 10); }
+
   void read() {
     for (;;) {
       Frame* f = free_.take();
@@ -450,6 +458,11 @@ ClipRun::~ClipRun() = default;
 
 long ClipRun::run(Session& session) {
   Parts& p = *p_;
+  // Codecs allocate frame-sized buffers for every frame (packets, pictures); above glibc's
+  // mapping threshold each one is a fresh mmap whose pages fault in and are zeroed by the
+  // kernel, frame after frame. Served from the heap they are reused.
+  mallopt(M_MMAP_THRESHOLD, 256 << 20);
+  mallopt(M_TRIM_THRESHOLD, 512 << 20);
   if (p.job.progress && p.reader)
     std::fprintf(stderr, "varno-render: %s: %dx%d, %.3f fps, %s\n", p.job.input.c_str(), p.reader->width(),
                  p.reader->height(), p.rate.fps(), p.reader->description().c_str());

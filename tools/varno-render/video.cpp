@@ -35,11 +35,14 @@ namespace varno_render {
 
 namespace {
 
-// FFmpeg's threads are not instrumented for ThreadSanitizer; its codecs run on one thread there.
-#if defined(__SANITIZE_THREAD__)
+// Decoders and the intra-frame encoders run on the pipeline's own threads, beside the plug-in's
+// workers, and are fast enough there; x264 and x265 are not, and get threads of their own.
+// FFmpeg's threads are not instrumented for ThreadSanitizer: there every codec runs on one.
 constexpr int kCodecThreads = 1;
+#if defined(__SANITIZE_THREAD__)
+constexpr int kHeavyEncoderThreads = 1;
 #else
-constexpr int kCodecThreads = 0;  // as many as FFmpeg thinks fit
+constexpr int kHeavyEncoderThreads = 0;  // as many as the encoder sees fit
 #endif
 
 std::string lower_ext(const std::string& path) {
@@ -634,7 +637,8 @@ ClipWriter::ClipWriter(const std::string& path, const ClipFormat& cf, const std:
   e->colorspace = AVCOL_SPC_BT709;
   e->color_range = AVCOL_RANGE_MPEG;
   e->chroma_sample_location = AVCHROMA_LOC_LEFT;
-  e->thread_count = kCodecThreads;
+  const bool heavy = codec->id == AV_CODEC_ID_H264 || codec->id == AV_CODEC_ID_HEVC;
+  e->thread_count = heavy ? kHeavyEncoderThreads : kCodecThreads;
   if (s.fmt->oformat->flags & AVFMT_GLOBALHEADER) e->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
   AVDictionary* opts = nullptr;
   if (spec.profile != FF_PROFILE_UNKNOWN) e->profile = spec.profile;
@@ -736,11 +740,8 @@ void ClipWriter::write(const ofxhost::Image& image) {
   const float ub = static_cast<float>(1.0 / lv.cs / (2.0 - 2.0 * kb)), vr = static_cast<float>(1.0 / lv.cs / (2.0 - 2.0 * kr));
   // Legal codes only: 1..254 at 8 bits, 4..1019 at 10 (the others are timing codes on SDI).
   const float lo = static_cast<float>(std::ldexp(1.0, bits - 8)), hi = static_cast<float>(std::ldexp(1.0, bits) - 1) - lo;
-  auto code = [lo, hi](float v) {
-    if (!(v >= lo)) v = lo;  // NaN too
-    if (v > hi) v = hi;
-    return static_cast<int>(v + 0.5f);
-  };
+  // std::max(lo, NaN) is lo, so NaN becomes the lowest code; branch-free, so it vectorises.
+  auto code = [lo, hi](float v) { return static_cast<int>(std::min(hi, std::max(lo, v)) + 0.5f); };
   check(av_frame_make_writable(s.yuv), what);
   AVFrame* p = s.yuv;
   auto convert = [&](auto sample) {
