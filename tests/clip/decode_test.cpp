@@ -58,6 +58,12 @@ std::vector<Case> cases() {
   bt2020.spec.primaries = AVCOL_PRI_BT2020;
   bt2020.spec.transfer = AVCOL_TRC_BT2020_10;
   v.push_back(bt2020);
+  // Full range said by the tag alone: 10-bit has no "J" pixel format that would say it too.
+  Case full10{"h265 10-bit BT.709 full range", spec("libx265", AV_PIX_FMT_YUV422P10, x265_lossless), 0.2126, 0.0722,
+              true, 1e-5};
+  full10.spec.matrix = AVCOL_SPC_BT709;
+  full10.spec.range = AVCOL_RANGE_JPEG;
+  v.push_back(full10);
   Case twelve{"h265 12-bit 4:4:4 BT.709", spec("libx265", AV_PIX_FMT_YUV444P12, x265_lossless), 0.2126, 0.0722, false, 1e-5};
   twelve.spec.matrix = AVCOL_SPC_BT709;
   v.push_back(twelve);
