@@ -717,13 +717,8 @@ void ClipWriter::start() {
   take_logged();
   check(avio_open(&s.fmt->pb, s.tmp.c_str(), AVIO_FLAG_WRITE), what);
   s.opened = true;
-  AVDictionary* opts = nullptr;
-  const std::string name = s.fmt->oformat->name;
-  // The colour tags also as the QuickTime colr atom, which players read first.
-  if (name == "mov" || name == "mp4") av_dict_set(&opts, "movflags", "+write_colr", 0);
-  int err = avformat_write_header(s.fmt, &opts);
-  av_dict_free(&opts);
-  check(err, what);
+  // The QuickTime muxer writes the stream's colour tags as the colr atom by itself.
+  check(avformat_write_header(s.fmt, nullptr), what);
 }
 
 void ClipWriter::write(const ofxhost::Image& image) {
