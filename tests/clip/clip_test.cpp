@@ -1,12 +1,13 @@
-// varno-render on clips, run as a user runs it: frames render like stills of the same decoded
-// frames at their index; the output's codec, tags, rate, frame count, audio and timecode;
-// --frames; sequences into clips; progress.
+// varno-render on clips: frames render like stills of the same decoded frames at their index
+// (as a user runs it); the output's codec, tags, rate, frame count, audio and timecode, and
+// --frames (in-process); sequences into clips and progress (as a user runs it).
 #include <OpenImageIO/imageio.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
 
 #include "cli/processo.h"
+#include "inproc.h"
 #include "kit.h"
 #include "video.h"
 
@@ -60,7 +61,7 @@ kit::Spec prores(int frames, bool audio = false, AVRational rate = {25, 1}) {
 }
 
 TEST_F(Clip, EachFrameRendersLikeAStillOfTheSameDecodedFrameAtItsIndex) {
-  kit::make_clip(at("in.mov"), prores(3));
+  kit::make_clip(at("in.mov"), prores(2));
   // Grain follows the frame, so a frame rendered at any other time would differ.
   const std::vector<std::string> sets{"--set", "grana_on=1", "--set", "grana=0.5"};
   std::vector<std::string> a = sets;
@@ -81,29 +82,30 @@ TEST_F(Clip, EachFrameRendersLikeAStillOfTheSameDecodedFrameAtItsIndex) {
     char name[32];
     std::snprintf(name, sizeof name, "out.%04d.exr", k);
     EXPECT_TRUE(same_bits(read_exr(at(name)), read_exr(at("still.exr"))));
-    // And the same frame at the next time is another picture: the comparison sees the time.
-    s[s.size() - 3] = std::to_string(k + 1);
-    ASSERT_EQ(run(s).code, 0);
-    EXPECT_FALSE(same_bits(read_exr(at(name)), read_exr(at("still.exr"))));
+    if (k == 1) {
+      // The same frame at another time is another picture: the comparison sees the time.
+      s[s.size() - 3] = "0";
+      ASSERT_EQ(run(s).code, 0);
+      EXPECT_FALSE(same_bits(read_exr(at(name)), read_exr(at("still.exr"))));
+    }
   }
-  EXPECT_FALSE(fs::exists(at("out.0003.exr")));
+  EXPECT_FALSE(fs::exists(at("out.0002.exr")));
 
   // --frames renders the same frames, at the same times, and only those.
   fs::create_directories(dir / "part");
   a = sets;
-  a.insert(a.end(), {"-q", "--frames", "1-2", at("in.mov"), at("part/out.####.exr")});
+  a.insert(a.end(), {"-q", "--frames", "1", at("in.mov"), at("part/out.####.exr")});
   ASSERT_EQ(run(a).code, 0);
   EXPECT_FALSE(fs::exists(at("part/out.0000.exr")));
   EXPECT_TRUE(same_bits(read_exr(at("part/out.0001.exr")), read_exr(at("out.0001.exr"))));
-  EXPECT_TRUE(same_bits(read_exr(at("part/out.0002.exr")), read_exr(at("out.0002.exr"))));
 
   // The clip written as ProRes holds those frames as BT.709 limited-range 10-bit code values.
   a = sets;
   a.insert(a.end(), {"-q", at("in.mov"), at("out.mov")});
   ASSERT_EQ(run(a).code, 0);
   kit::Probe p = kit::probe(at("out.mov"));
-  ASSERT_EQ(p.frames, 3);
-  for (int k = 0; k < 3; ++k) {
+  ASSERT_EQ(p.frames, 2);
+  for (int k = 0; k < 2; ++k) {
     char name[32];
     std::snprintf(name, sizeof name, "out.%04d.exr", k);
     std::vector<float> px = read_exr(at(name));
@@ -159,11 +161,8 @@ TEST_F(Clip, OutputKeepsSizeRateFramesAudioAndTimecodeTaggedBT709) {
   };
   for (const Out& o : outs) {
     SCOPED_TRACE(o.file + " " + o.codec);
-    std::vector<std::string> a{"-q", at("in.mov"), at(o.file)};
-    if (!o.codec.empty()) a.insert(a.begin(), {"--codec", o.codec});
-    Result r = run(a);
-    ASSERT_EQ(r.code, 0) << r.err;
-    EXPECT_EQ(r.err, "");
+    varno_render::Failure f = inproc::render(inproc::job(at("in.mov"), at(o.file), o.codec));
+    ASSERT_EQ(f.code, 0) << f.message;
     kit::Probe p = kit::probe(at(o.file));
     ASSERT_TRUE(p.ok);
     EXPECT_EQ(p.codec, o.name);
@@ -186,8 +185,10 @@ TEST_F(Clip, OutputKeepsSizeRateFramesAudioAndTimecodeTaggedBT709) {
   }
 
   // A range of frames: its own frames, its timecode, the sound that goes with it.
-  Result r = run({"-q", "--frames", "2-4", at("in.mov"), at("part.mov")});
-  ASSERT_EQ(r.code, 0) << r.err;
+  varno_render::ClipJob part = inproc::job(at("in.mov"), at("part.mov"));
+  part.frames = std::vector<int>{2, 3, 4};
+  varno_render::Failure f = inproc::render(part);
+  ASSERT_EQ(f.code, 0) << f.message;
   kit::Probe p = kit::probe(at("part.mov"));
   EXPECT_EQ(p.frames, 3);
   EXPECT_EQ(p.timecode, "01:00:00:02");

@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "cli/processo.h"
+#include "inproc.h"
 #include "kit.h"
 
 namespace {
@@ -37,21 +38,24 @@ struct Failing : ::testing::Test {
   }
   std::string at(const std::string& name) const { return (dir / name).string(); }
 
-  // Runs with an existing output in place; the run must fail with `code`, one line naming
+  // With an earlier output in place, the job must fail with `code` and a message naming
   // `culprit` and saying `why`, and leave the folder as it was.
-  void expect_refused(const std::vector<std::string>& args, int code, const std::string& culprit,
-                      const std::string& why, const std::string& output = "out.mov") {
-    write_text(at(output), "the user's earlier render");
+  void expect_refused(const varno_render::ClipJob& job, int code, const std::string& culprit, const std::string& why) {
+    const bool earlier = fs::is_directory(fs::path(job.output).parent_path());
+    if (earlier) write_text(job.output, "the user's earlier render");
     const std::vector<std::string> before = listing(dir);
-    std::vector<std::string> quiet{"-q"};  // the failure alone
-    quiet.insert(quiet.end(), args.begin(), args.end());
-    Result r = run(quiet);
-    EXPECT_EQ(r.code, code) << r.err;
-    EXPECT_EQ(lines(r.err), 1) << r.err;
-    EXPECT_NE(r.err.find(culprit), std::string::npos) << r.err;
-    EXPECT_NE(r.err.find(why), std::string::npos) << r.err;
+    varno_render::Failure f = inproc::render(job);
+    EXPECT_EQ(f.code, code) << f.message;
+    EXPECT_EQ(f.message.find('\n'), std::string::npos) << f.message;
+    EXPECT_NE(f.message.find(culprit), std::string::npos) << f.message;
+    EXPECT_NE(f.message.find(why), std::string::npos) << f.message;
     EXPECT_EQ(listing(dir), before);
-    EXPECT_TRUE(kit::bytes_of(at(output)) == "the user's earlier render");
+    if (earlier) EXPECT_TRUE(kit::bytes_of(job.output) == "the user's earlier render");
+    else EXPECT_FALSE(fs::exists(job.output));
+  }
+  void expect_refused(const std::string& in, const std::string& out, int code, const std::string& culprit,
+                      const std::string& why) {
+    expect_refused(inproc::job(at(in), at(out)), code, culprit, why);
   }
 };
 
@@ -64,73 +68,102 @@ kit::Spec prores(int frames) {
 }
 
 TEST_F(Failing, BrokenAndUnsupportedClipsAreRefusedNamingTheFile) {
-  write_text(at("text.mov"), "not a clip at all\n");
-  expect_refused({at("text.mov"), at("out.mov")}, 1, "text.mov", "invalid data");
-  expect_refused({at("missing.mov"), at("out.mov")}, 1, "missing.mov", "no such file");
+  expect_refused("missing.mov", "out.mov", 1, "missing.mov", "no such file");
 
-  // Cut short: with the index at the end it is gone; with it in front, frames are missing.
+  // Cut short: with the index at the end it is gone; with it in front, frames are missing,
+  // cut inside one or cleanly after one.
   kit::make_clip(at("whole.mov"), prores(8));
   std::string bytes = kit::bytes_of(at("whole.mov"));
   write_text(at("cut.mov"), bytes.substr(0, bytes.size() / 2));
-  expect_refused({at("cut.mov"), at("out.mov")}, 1, "cut.mov", "invalid data");
+  expect_refused("cut.mov", "out.mov", 1, "cut.mov", "invalid data");
   kit::Spec fast = prores(8);
   fast.movflags = "+faststart";
   kit::make_clip(at("fast.mov"), fast);
   bytes = kit::bytes_of(at("fast.mov"));
-  write_text(at("fastcut.mov"), bytes.substr(0, bytes.size() * 6 / 10));
-  expect_refused({at("fastcut.mov"), at("out.mov")}, 1, "fastcut.mov", "truncated");
+  const std::vector<int64_t> ends = kit::packet_ends(at("fast.mov"));
+  ASSERT_EQ(ends.size(), 8u);
+  write_text(at("inside.mov"), bytes.substr(0, static_cast<size_t>(ends[4] - 100)));
+  expect_refused("inside.mov", "out.mov", 1, "inside.mov", "truncated");
+  write_text(at("clean.mov"), bytes.substr(0, static_cast<size_t>(ends[4])));
+  expect_refused("clean.mov", "out.mov", 1, "clean.mov", "truncated (5 of 8 frames");
 
   // A codec nobody decodes: the ProRes clip with another four-character code.
   bytes = kit::bytes_of(at("whole.mov"));
-  for (size_t at4 = bytes.find("apch"); at4 != std::string::npos; at4 = bytes.find("apch", at4)) bytes.replace(at4, 4, "zzzz");
+  for (size_t k = bytes.find("apch"); k != std::string::npos; k = bytes.find("apch", k)) bytes.replace(k, 4, "zzzz");
   write_text(at("odd.mov"), bytes);
-  expect_refused({at("odd.mov"), at("out.mov")}, 1, "odd.mov", "not supported ('zzzz')");
+  expect_refused("odd.mov", "out.mov", 1, "odd.mov", "not supported ('zzzz')");
 
   kit::Spec sound = prores(4);
   sound.video = false;
   sound.audio = true;
   kit::make_clip(at("sound.mov"), sound);
-  expect_refused({at("sound.mov"), at("out.mov")}, 1, "sound.mov", "no video stream");
+  expect_refused("sound.mov", "out.mov", 1, "sound.mov", "no video stream");
 
-  // QuickTime drops a track with no samples, AVI keeps it, Matroska writes hardly a file.
-  kit::make_clip(at("empty.mov"), prores(0));
-  expect_refused({at("empty.mov"), at("out.mov")}, 1, "empty.mov", "no video stream");
+  // AVI keeps a video track with no frames; Matroska writes hardly a file.
   kit::make_clip(at("empty.avi"), prores(0));
-  expect_refused({at("empty.avi"), at("out.mov")}, 1, "empty.avi", "no video frames");
+  expect_refused("empty.avi", "out.mov", 1, "empty.avi", "no video frames");
+  expect_refused("empty.avi", "f.####.exr", 1, "empty.avi", "no video frames");  // into a sequence
+  EXPECT_FALSE(fs::exists(at("f.0000.exr")));
   kit::make_clip(at("empty.mkv"), prores(0));
-  expect_refused({at("empty.mkv"), at("out.mov")}, 1, "empty.mkv", "ends before its first frame");
-  // Also when the frames are written as a sequence.
-  expect_refused({at("empty.avi"), at("f.####.exr")}, 1, "empty.avi", "no video frames", "f.0000.exr");
+  expect_refused("empty.mkv", "out.mov", 1, "empty.mkv", "ends before its first frame");
 }
 
-TEST_F(Failing, WrongOptionsAndUnwritableOutputs) {
+TEST_F(Failing, JobsTheFilesCannotTake) {
   kit::make_clip(at("in.mov"), prores(3));
-  expect_refused({"--codec", "prores_xq", at("in.mov"), at("out.mov")}, 2, "--codec", "'prores_xq' is not a codec");
-  expect_refused({"--codec", "prores_hq", at("in.mov"), at("out.mp4")}, 2, "--codec prores_hq", "cannot go into .mp4",
-                 "out.mp4");
-  expect_refused({"--frames", "1-5", at("in.mov"), at("out.mov")}, 2, "in.mov", "has 3 frames");
-  expect_refused({"--frames", "0,2", at("in.mov"), at("out.mov")}, 2, "--frames", "one range");
-  expect_refused({"--time", "2", at("in.mov"), at("out.mov")}, 2, "--time", "index");
-  expect_refused({at("in.mov"), at("out.avi")}, 1, "out.avi", ".mov, .mp4, .mkv or .mxf", "out.avi");
-  expect_refused({at("in.mov"), at("no/such/folder/out.mov")}, 1, "no/such/folder/out.mov", "no folder");
+  expect_refused(inproc::job(at("in.mov"), at("out.mp4"), "prores_hq"), 2, "--codec prores_hq", "cannot go into .mp4");
+  varno_render::ClipJob j = inproc::job(at("in.mov"), at("out.mov"));
+  j.frames = std::vector<int>{1, 2, 3, 4, 5};
+  expect_refused(j, 2, "in.mov", "has 3 frames");
+  j.frames = std::vector<int>{0, 2};
+  expect_refused(j, 2, "--frames", "one range");
+  expect_refused("in.mov", "out.avi", 1, "out.avi", ".mov, .mp4, .mkv or .mxf");
+  fs::create_directories(dir / "no");
+  expect_refused("in.mov", "no/such/out.mov", 1, "no/such/out.mov", "no folder");
   // A frame size the codec cannot take.
   kit::Spec odd = prores(2);
   odd.format = AV_PIX_FMT_YUV444P10;
   odd.width = 63;
   kit::make_clip(at("odd.mov"), odd);
-  expect_refused({at("odd.mov"), at("out.mov")}, 1, "out.mov", "even width");
+  expect_refused("odd.mov", "out.mov", 1, "out.mov", "even width");
   // Sound the container cannot hold unchanged.
   kit::Spec pcm = prores(2);
   pcm.audio = true;
   pcm.audio_codec = "pcm_s16le";
   kit::make_clip(at("pcm.mov"), pcm);
-  expect_refused({at("pcm.mov"), at("out.mp4")}, 1, "out.mp4", "its audio (pcm_s16le) cannot go into .mp4", "out.mp4");
-
+  expect_refused("pcm.mov", "out.mp4", 1, "out.mp4", "its audio (pcm_s16le) cannot go into .mp4");
   // And a good run replaces what was there.
   write_text(at("out.mov"), "the user's earlier render");
-  Result r = run({"-q", at("in.mov"), at("out.mov")});
-  ASSERT_EQ(r.code, 0) << r.err;
+  varno_render::Failure f = inproc::render(inproc::job(at("in.mov"), at("out.mov")));
+  ASSERT_EQ(f.code, 0) << f.message;
   EXPECT_EQ(kit::probe(at("out.mov")).frames, 3);
+}
+
+// The tool itself: one line on stderr, the exit status, the output kept.
+TEST_F(Failing, TheToolSaysItInOneLine) {
+  kit::make_clip(at("in.mov"), prores(2));
+  const std::string whole = kit::bytes_of(at("in.mov"));
+  write_text(at("cut.mov"), whole.substr(0, whole.size() / 2));
+  write_text(at("out.mov"), "the user's earlier render");
+  const std::vector<std::string> before = listing(dir);
+  struct Case {
+    std::vector<std::string> args;
+    int code;
+    std::string says;
+  } cases[] = {
+      {{at("cut.mov"), at("out.mov")}, 1, "cannot read '" + at("cut.mov") + "': "},
+      {{"--codec", "prores_xq", at("in.mov"), at("out.mov")}, 2, "'prores_xq' is not a codec; one of prores, "},
+      {{"--time", "2", at("in.mov"), at("out.mov")}, 2, "--time does not apply to clips"},
+      {{"--fps", "25", at("in.mov"), at("out.mov")}, 2, "--fps applies only"},
+  };
+  for (const Case& c : cases) {
+    Result r = run(c.args);
+    EXPECT_EQ(r.code, c.code) << r.err;
+    EXPECT_EQ(lines(r.err), 1) << r.err;
+    EXPECT_EQ(r.err.rfind("varno-render: ", 0), 0u) << r.err;
+    EXPECT_NE(r.err.find(c.says), std::string::npos) << r.err;
+  }
+  EXPECT_EQ(listing(dir), before);
+  EXPECT_TRUE(kit::bytes_of(at("out.mov")) == "the user's earlier render");
 }
 
 TEST_F(Failing, InterruptedRunLeavesNothing) {

@@ -285,6 +285,21 @@ inline Probe probe(const fs::path& path) {
   return p;
 }
 
+// Where each video packet ends in the file, in the order they are stored.
+inline std::vector<int64_t> packet_ends(const fs::path& path) {
+  std::vector<int64_t> ends;
+  AVFormatContext* fmt = nullptr;
+  if (avformat_open_input(&fmt, path.c_str(), nullptr, nullptr) < 0) return ends;
+  AVPacket* pkt = av_packet_alloc();
+  while (av_read_frame(fmt, pkt) >= 0) {
+    if (fmt->streams[pkt->stream_index]->codecpar->codec_type == AVMEDIA_TYPE_VIDEO) ends.push_back(pkt->pos + pkt->size);
+    av_packet_unref(pkt);
+  }
+  av_packet_free(&pkt);
+  avformat_close_input(&fmt);
+  return ends;
+}
+
 inline std::string bytes_of(const fs::path& p) {
   std::ifstream f(p, std::ios::binary);
   return std::string(std::istreambuf_iterator<char>(f), std::istreambuf_iterator<char>());
