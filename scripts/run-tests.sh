@@ -20,6 +20,7 @@ for mode in "${modes[@]}"; do
   cmake --build "$dir" -j"$jobs"
   echo "== $mode tests"
   export ASAN_OPTIONS=detect_leaks=1:abort_on_error=0
+  export LSAN_OPTIONS="suppressions=$PWD/scripts/lsan.supp"
   export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
   export TSAN_OPTIONS="halt_on_error=1:second_deadlock_stack=1:suppressions=$PWD/scripts/tsan.supp"
   ctest --test-dir "$dir" --no-tests=error --output-on-failure -j"$jobs"

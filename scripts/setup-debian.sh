@@ -3,7 +3,7 @@
 set -euo pipefail
 export DEBIAN_FRONTEND=noninteractive
 pkgs=(g++ cmake make pkg-config libgtest-dev libgmock-dev libbenchmark-dev libopenimageio-dev libcli11-dev
-  libopencolorio-dev fonts-dejavu-core)
+  libopencolorio-dev fonts-dejavu-core libavformat-dev libavcodec-dev libswscale-dev libavutil-dev)
 missing=()
 for p in "${pkgs[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")

@@ -7,7 +7,9 @@
 //                   render_frame()
 //   modes.h         one entry point per mode: list.cpp (--list), render.cpp (stills,
 //                   the demo chart and sequences), export.cpp (--export-cube and
-//                   --export-ocio, on the lattice of lattice.{h,cpp}), contact_sheet.cpp
+//                   --export-ocio, on the lattice of lattice.{h,cpp}), contact_sheet.cpp,
+//                   clip.cpp (video files in or out, with video.{h,cpp} reading and
+//                   writing them through FFmpeg's libraries)
 //   frames.{h,cpp}  --frames ranges and the # / %04d patterns of file names
 //   tool.h          exit statuses and Failure; image_io.cpp (files), chart.cpp (demo chart)
 // A new mode is a file of its own: its entry point in modes.h, its options in
@@ -20,6 +22,7 @@
 #include "lattice.h"
 #include "modes.h"
 #include "tool.h"
+#include "video.h"
 
 using namespace varno_render;
 
@@ -30,12 +33,14 @@ int dispatch(const Options& o) {
   if (o.export_cube) return run_export_cube(o);
   if (o.export_ocio) return run_export_ocio(o);
   if (o.contact_sheet) return run_contact_sheet(o);
+  if (is_clip_job(o)) return run_clip(o);
   return run_render(o);
 }
 
 void on_signal(int sig) {
   remove_pending_output();
   remove_pending_export();
+  remove_pending_clip();
   std::signal(sig, SIG_DFL);
   std::raise(sig);
 }

@@ -13,6 +13,7 @@
 #include <memory>
 
 #include "tool.h"
+#include "video.h"
 
 namespace varno_render {
 
@@ -26,9 +27,12 @@ const char* const kUsage =
     "       varno-render [options] --contact-sheet (INPUT | --demo) OUTPUT\n"
     "       varno-render [--plugin PATH] --list\n"
     "\n"
-    "Renders one frame (or a sequence) through the Varno Color plug-in.\n"
+    "Renders one frame, a sequence or a clip through the Varno Color plug-in.\n"
     "Reads EXR, DPX, TIFF, PNG and JPEG; writes the format OUTPUT's extension names\n"
-    "(EXR as float, TIFF, DPX and PNG as 16-bit, JPEG as 8-bit).\n";
+    "(EXR as float, TIFF, DPX and PNG as 16-bit, JPEG as 8-bit).\n"
+    "Clips (.mov, .mp4, .mxf, .mkv) in or out: every frame renders at its index in the\n"
+    "clip as time; .mov is written as ProRes 422 HQ and .mp4 as H.264 unless --codec\n"
+    "says otherwise, tagged BT.709, with the input's audio and timecode.\n";
 
 const char* const kFooter =
     "Exit status: 0 done, 1 a file or the plug-in failed, 2 a wrong command line.\n"
@@ -74,10 +78,23 @@ std::string cube_size_text(const std::string& s) {
   return ok ? "" : "'" + s + "': expected a whole number from 2 to 129";
 }
 
+std::string codec_name(const std::string& s) {
+  const std::vector<std::string>& names = clip_codec_names();
+  if (std::find(names.begin(), names.end(), s) != names.end()) return "";
+  std::string list;
+  for (const std::string& n : names) list += (list.empty() ? "" : ", ") + n;
+  return "'" + s + "' is not a codec; one of " + list;
+}
+
+std::string frame_rate(const std::string& s) {
+  Rate r;
+  return parse_rate(s, r) ? "" : "'" + s + "': expected a rate such as 24, 23.976 or 30000/1001";
+}
+
 struct Raw {
   std::vector<std::string> sets;
   double time = 0;
-  std::string frames, size, plugin, export_cube, export_ocio, cube_size;
+  std::string frames, size, plugin, export_cube, export_ocio, cube_size, codec, fps;
 };
 
 void define_options(CLI::App& app, Options& o, Raw& raw) {
@@ -116,6 +133,19 @@ void define_options(CLI::App& app, Options& o, Raw& raw) {
                  "the plug-in bundle (default: found in OFX_PLUGIN_PATH or\n"
                  "/usr/OFX/Plugins, else the one built with this tool)")
       ->type_name("PATH");
+  app.add_option("--codec", raw.codec,
+                 "the codec of a clip OUTPUT: prores, prores_hq, prores_4444,\n"
+                 "h264, h265 or dnxhr_hqx (default: prores_hq for .mov,\n"
+                 "h264 for .mp4 and .mkv, dnxhr_hqx for .mxf)")
+      ->type_name("NAME")
+      ->check(CLI::Validator(codec_name, ""))
+      ->group("Clips");
+  app.add_option("--fps", raw.fps,
+                 "frame rate of a clip made from an image sequence (default 24;\n"
+                 "23.976 and 29.97 are the NTSC rates, or give 30000/1001)")
+      ->type_name("RATE")
+      ->check(CLI::Validator(frame_rate, ""))
+      ->group("Clips");
   app.add_flag("-q,--quiet", o.quiet, "no progress on stderr");
 
   const char* const kExport = "Taking the look elsewhere";
@@ -194,6 +224,8 @@ std::optional<Options> parse_command_line(int argc, char** argv) {
     if (!o.export_cube && !o.export_ocio) fail(kExitUsage, "--cube-size goes with --export-cube or --export-ocio");
     o.cube_size = std::atoi(raw.cube_size.c_str());
   }
+  if (app.count("--codec")) o.codec = raw.codec;
+  if (app.count("--fps")) o.fps = raw.fps;
   if (app.count("--size")) std::sscanf(raw.size.c_str(), "%d%*c%d", &o.demo_width, &o.demo_height);
   return o;
 }

@@ -29,6 +29,9 @@ struct Options {
   std::optional<std::string> export_ocio;  // --export-ocio DIRECTORY
   std::optional<int> cube_size;            // --cube-size N, 2 to 129
   bool contact_sheet = false;              // --contact-sheet
+  // Clips.
+  std::optional<std::string> codec;  // --codec NAME, checked here
+  std::optional<std::string> fps;    // --fps RATE, checked by parse_rate
 };
 
 // Parses the command line. --help prints the usage to stdout and gives no options.

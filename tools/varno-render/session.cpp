@@ -191,11 +191,15 @@ void Session::render_frame(Picture& in_out, double time, const std::string& what
   OfxRectI bounds{0, 0, in_out.width, in_out.height};
   ofxhost::Image src(bounds), dst(bounds);
   to_image(in_out, src);
-  OfxStatus st = instance_->render(time, bounds, src, dst);
+  render_image(src, dst, time, what);
+  from_image(dst, in_out);
+}
+
+void Session::render_image(ofxhost::Image& src, ofxhost::Image& dst, double time, const std::string& what) {
+  OfxStatus st = instance_->render(time, src.bounds(), src, dst);
   if (st != kOfxStatOK)
     fail(kExitFailure, "the plug-in failed to render " + what + " at time " + ofxhost::format_double(time) + ": " +
                            ofxhost::status_name(st) + " (" + std::to_string(st) + ")");
-  from_image(dst, in_out);
 }
 
 }  // namespace varno_render

@@ -29,6 +29,8 @@ class Session {
   // Renders the picture in place at `time`. `what` names it in the error: Failure(kExitFailure)
   // with the plug-in's status.
   void render_frame(Picture& in_out, double time, const std::string& what);
+  // The same on host images of equal bounds, with no copies (clips).
+  void render_image(ofxhost::Image& src, ofxhost::Image& dst, double time, const std::string& what);
 
  private:
   std::optional<ofxhost::Plugin> plugin_;
