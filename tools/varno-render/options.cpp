@@ -28,8 +28,9 @@ const char* const kUsage =
     "(EXR as float, TIFF, DPX and PNG as 16-bit, JPEG as 8-bit).\n";
 
 const char* const kFooter =
-    "Exit status: 0 done, 1 a file or the plug-in failed, 2 a wrong command line.\n"
-    "A failed run leaves OUTPUT as it was.";
+    "Exit status (for schedulers): 0 done; 1 a file or the plug-in failed, a retry may\n"
+    "help; 2 a wrong command line, no retry will fix it. Every frame is written whole or\n"
+    "not at all, and a failed run leaves OUTPUT as it was.";
 
 // Our usage lines and description first, then CLI11's list of options.
 struct Formatter : CLI::Formatter {
@@ -105,6 +106,13 @@ void define_options(CLI::App& app, Options& o, Raw& raw) {
                  "the plug-in bundle (default: found in OFX_PLUGIN_PATH or\n"
                  "/usr/OFX/Plugins, else the one built with this tool)")
       ->type_name("PATH");
+  app.add_flag("--skip-existing", o.skip_existing,
+               "leave frames whose OUTPUT file already exists untouched, so an\n"
+               "interrupted or failed sequence resumes where it stopped");
+  app.add_flag("--dry-run", o.dry_run,
+               "check the command line and the parameters, then print each frame's\n"
+               "number, \"render\" or \"skip\", and OUTPUT file on stdout (tab\n"
+               "separated; \"-\" for a still's number) and render nothing");
   app.add_flag("-q,--quiet", o.quiet, "no progress on stderr");
   app.add_option("files", o.files)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)->group("");
 }

@@ -23,6 +23,8 @@ struct Options {
   std::optional<std::string> frames;   // --frames A-B, checked by parse_frames
   bool demo = false;                   // --demo
   int demo_width = 1920, demo_height = 1080;  // --size WxH
+  bool skip_existing = false;          // --skip-existing
+  bool dry_run = false;                // --dry-run
 };
 
 // Parses the command line. --help prints the usage to stdout and gives no options.
