@@ -12,7 +12,7 @@
 # Usage: slurm-test.sh VARNO_RENDER VARNO_SLURM   (as root: slurmd runs jobs as their user)
 set -uo pipefail
 render=$(realpath "$1") farm=$(realpath "$2")
-export PATH=$PATH:/usr/sbin:/sbin VARNO_SLURM_POLL=1
+export PATH=$PATH:/usr/sbin:/sbin VARNO_SLURM_POLL=1 VARNO_RENDER=$render
 unset OFX_PLUGIN_PATH SLURM_CONF
 
 fail() {
@@ -48,7 +48,8 @@ stop_everything() {
     kill -KILL "$running" 2>/dev/null
   fi
   if [ -n "${SLURM_CONF:-}" ]; then
-    scancel --quiet $(squeue -h -o %A 2>/dev/null) 2>/dev/null
+    mapfile -t jobs < <(squeue -h -o %A 2>/dev/null)
+    [ ${#jobs[@]} = 0 ] || scancel --quiet "${jobs[@]}" 2>/dev/null
     for ((k = 0; k < 50; ++k)); do
       [ -z "$(squeue -h 2>/dev/null)" ] && break
       sleep 0.2
@@ -183,7 +184,11 @@ find_task() {  # with builtins alone where it can: there are many processes to l
   [ -n "$task" ]
 }
 within 1200 find_task || fail "task 1 of job $job never ran varno-render"
-chunk_done() { ls farm | grep -cE '^f\.00(1[3-9]|2[0-4])\.exr$'; }
+chunk_done() {
+  local n=0 f
+  for f in farm/f.00{13..24}.exr; do [ -e "$f" ] && n=$((n + 1)); done
+  echo "$n"
+}
 # No sleep between looks: a frame takes far longer than one look.
 until [ -e farm/f.0013.exr ] || ((SECONDS > 600)); do :; done
 kill -STOP "$task"
@@ -197,7 +202,7 @@ says first "job $job: 48 frames: $((36 + done_frames)) rendered, 0 skipped, $((1
 gap=$((13 + done_frames))-24
 [ "$done_frames" = 11 ] && gap=24
 says first "missing frames $gap;"
-strays=$(ls -A farm | grep -vE '^f\.[0-9]{4}\.exr$')
+strays=$(find farm -mindepth 1 ! -regex 'farm/f\.[0-9][0-9][0-9][0-9]\.exr')
 [ -z "$strays" ] || fail "the cancelled task left files behind: $strays"
 stat -c '%n %i:%.9Y:%s' farm/* >written-once.txt
 
@@ -207,7 +212,8 @@ finish again
 [ "$code" = 0 ] || fail "again: exit $code"
 says again "$((12 - done_frames)) of 48 frames ($tmp/farm/f.0001.exr to $tmp/farm/f.0048.exr) in 1 task of up to 12"
 says again "job $(job_of again): 48 frames: $((12 - done_frames)) rendered, $((36 + done_frames)) skipped, 0 missing"
-stat -c '%n %i:%.9Y:%s' $(cut -d' ' -f1 written-once.txt) | cmp -s - written-once.txt ||
+mapfile -t once < <(cut -d' ' -f1 written-once.txt)
+stat -c '%n %i:%.9Y:%s' "${once[@]}" | cmp -s - written-once.txt ||
   fail "frames written by the first job were written again"
 diffs=()
 for ((f = 1; f <= 48; ++f)); do
@@ -215,7 +221,7 @@ for ((f = 1; f <= 48; ++f)); do
   diffs+=("farm/$name" "ref/$name" --diff)
 done
 oiiotool --fail 0 --warn 0 "${diffs[@]}" >diff.txt 2>&1 ||
-  fail "the farm's frames differ from the local render: $(grep -B1 -m1 FAILURE diff.txt)"
+  fail "the farm's frames differ from the local render: $(awk '/^Computing diff/ { d = $0 } /FAILURE/ { print d; exit }' diff.txt)"
 echo "[${SECONDS} s] compared"
 # 3. Retries, through a varno-render that fails the way a node might: task 0 fails its first
 # attempt, task 1 is given a wrong command line, task 2 fails every time.
