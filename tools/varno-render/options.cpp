@@ -110,9 +110,9 @@ void define_options(CLI::App& app, Options& o, Raw& raw) {
                "leave frames whose OUTPUT file already exists untouched, so an\n"
                "interrupted or failed sequence resumes where it stopped");
   app.add_flag("--dry-run", o.dry_run,
-               "check the command line and the parameters, then print each frame's\n"
-               "number, \"render\" or \"skip\", and OUTPUT file on stdout (tab\n"
-               "separated; \"-\" for a still's number) and render nothing");
+               "check the command line and the parameters, then print each\n"
+               "frame's number, \"render\" or \"skip\", and OUTPUT file on stdout\n"
+               "(tab separated; \"-\" for a still's number); render nothing");
   app.add_flag("-q,--quiet", o.quiet, "no progress on stderr");
   app.add_option("files", o.files)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)->group("");
 }
