@@ -487,6 +487,8 @@ int run_clip(const Options& o) {
   job.output = o.files[1];
   const bool in_clip = is_clip_name(job.input), out_clip = is_clip_name(job.output);
   if (o.time) fail(kExitUsage, "--time does not apply to clips: each frame renders at its index in the clip");
+  if (o.skip_existing || o.dry_run)
+    fail(kExitUsage, std::string(o.dry_run ? "--dry-run" : "--skip-existing") + " applies to stills and image sequences, not clips");
   if (o.codec && !out_clip) fail(kExitUsage, "--codec applies only when OUTPUT is a clip");
   if (o.fps && in_clip) fail(kExitUsage, "--fps applies only when INPUT is an image sequence; a clip keeps its own rate");
   if (o.codec) job.codec = *o.codec;

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
+#include <filesystem>
 
 #include "tool.h"
 
@@ -93,6 +94,32 @@ std::string FramePattern::name(int frame) const {
   std::vector<std::string> names;
   OIIO::Filesystem::enumerate_file_sequence(format_, {frame}, names);
   return names.at(0);
+}
+
+bool output_exists(const std::string& path) {
+  std::error_code ec;
+  return std::filesystem::exists(path, ec) && !std::filesystem::is_directory(path, ec);
+}
+
+std::vector<FrameJob> plan_frames(const Options& o) {
+  if (o.files.size() != (o.demo ? 1u : 2u))
+    fail(kExitUsage, std::string(o.demo ? "--demo takes only OUTPUT" : "expected INPUT and OUTPUT") + " (see --help)");
+  const std::string input = o.demo ? std::string() : o.files[0], output = o.files.back();
+  const FramePattern in_pattern(input), out_pattern(output);
+  std::vector<FrameJob> jobs;
+  if (!o.frames) {
+    if (out_pattern.printf_style()) fail(kExitUsage, "OUTPUT '" + output + "' names a frame sequence: give --frames A-B");
+    jobs.push_back({0, o.time.value_or(0.0), input, output, false});
+  } else {
+    std::vector<int> frames = parse_frames(*o.frames);
+    if (!out_pattern.valid()) fail(kExitUsage, "--frames needs a frame pattern (# or %04d) in OUTPUT");
+    for (int f : frames)
+      jobs.push_back({f, static_cast<double>(f), in_pattern.valid() ? in_pattern.name(f) : input, out_pattern.name(f),
+                      false});
+  }
+  if (o.skip_existing)
+    for (FrameJob& j : jobs) j.skip = output_exists(j.output);
+  return jobs;
 }
 
 }  // namespace varno_render

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "options.h"
+
 namespace varno_render {
 
 // --frames: "A-B" with A <= B, a single frame "A", a step "A-BxN" (every Nth frame from A),
@@ -26,5 +28,23 @@ class FramePattern {
   bool valid_ = false;
   bool printf_style_ = false;
 };
+
+// Whether a render may leave this output alone under --skip-existing: the file is there.
+// Outputs are written whole and renamed into place, so one that exists is complete.
+bool output_exists(const std::string& path);
+
+// One frame of a run: what it reads and writes, at what time, and whether it is skipped.
+struct FrameJob {
+  int frame = 0;      // its number (0 for a still)
+  double time = 0;    // the plug-in's time: the frame number, or --time for a still
+  std::string input;  // empty for the demo chart
+  std::string output;
+  bool skip = false;  // --skip-existing and the output exists
+};
+
+// The frames a still or sequence command line names, in order, with their files: the one
+// place where --frames, the name patterns and --skip-existing meet. Checks the command
+// line's shape (INPUT and OUTPUT, a pattern for --frames): Failure(kExitUsage) otherwise.
+std::vector<FrameJob> plan_frames(const Options& o);
 
 }  // namespace varno_render

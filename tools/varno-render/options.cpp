@@ -35,8 +35,9 @@ const char* const kUsage =
     "says otherwise, tagged BT.709, with the input's audio and timecode.\n";
 
 const char* const kFooter =
-    "Exit status: 0 done, 1 a file or the plug-in failed, 2 a wrong command line.\n"
-    "A failed run leaves OUTPUT as it was.";
+    "Exit status (for schedulers): 0 done; 1 a file or the plug-in failed, a retry may\n"
+    "help; 2 a wrong command line, no retry will fix it. Every frame is written whole or\n"
+    "not at all, and a failed run leaves OUTPUT as it was.";
 
 // Our usage lines and description first, then CLI11's list of options.
 struct Formatter : CLI::Formatter {
@@ -146,6 +147,13 @@ void define_options(CLI::App& app, Options& o, Raw& raw) {
       ->type_name("RATE")
       ->check(CLI::Validator(frame_rate, ""))
       ->group("Clips");
+  auto* skip = app.add_flag("--skip-existing", o.skip_existing,
+               "leave frames whose OUTPUT file already exists untouched, so an\n"
+               "interrupted or failed sequence resumes where it stopped");
+  auto* dry = app.add_flag("--dry-run", o.dry_run,
+               "check the command line and the parameters, then print each\n"
+               "frame's number, \"render\" or \"skip\", and OUTPUT file on stdout\n"
+               "(tab separated; \"-\" for a still's number); render nothing");
   app.add_flag("-q,--quiet", o.quiet, "no progress on stderr");
 
   const char* const kExport = "Taking the look elsewhere";
@@ -170,6 +178,7 @@ void define_options(CLI::App& app, Options& o, Raw& raw) {
   for (auto* exporting : {cube, ocio}) exporting->excludes(time)->excludes(frames)->excludes(demo)->excludes(sheet);
   cube->excludes(ocio);
   sheet->excludes(frames);
+  for (auto* sequence_only : {skip, dry}) sequence_only->excludes(cube)->excludes(ocio)->excludes(sheet);
   app.add_option("files", o.files)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)->group("");
 }
 

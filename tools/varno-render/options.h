@@ -32,6 +32,8 @@ struct Options {
   // Clips.
   std::optional<std::string> codec;  // --codec NAME, checked here
   std::optional<std::string> fps;    // --fps RATE, checked by parse_rate
+  bool skip_existing = false;          // --skip-existing
+  bool dry_run = false;                // --dry-run
 };
 
 // Parses the command line. --help prints the usage to stdout and gives no options.
