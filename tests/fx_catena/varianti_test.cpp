@@ -27,6 +27,10 @@ std::vector<Isa> varianti() {
   std::vector<Isa> v;
   for (Isa i : {Isa::sse2, Isa::avx2, Isa::avx512})
     if (nuclei_di(i) != nullptr) v.push_back(i);
+#ifdef __SANITIZE_THREAD__
+  // The bits of each variant are the release run's to prove; races need only one.
+  v.erase(v.begin(), v.end() - 1);
+#endif
   return v;
 }
 
