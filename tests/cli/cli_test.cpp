@@ -66,15 +66,7 @@ std::vector<std::string> listing(const fs::path& dir) {
   return names;
 }
 
-struct Cli : ::testing::Test {
-  fs::path dir;
-  void SetUp() override {
-    dir = fs::path(VARNO_TEST_TMP) / ::testing::UnitTest::GetInstance()->current_test_info()->name();
-    fs::remove_all(dir);
-    fs::create_directories(dir);
-  }
-  std::string at(const std::string& name) const { return (dir / name).string(); }
-};
+using Cli = InFolder;
 
 std::vector<std::string> args(std::vector<std::string> a, const std::vector<std::string>& sets = {}) {
   a.insert(a.begin(), sets.begin(), sets.end());

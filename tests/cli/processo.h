@@ -2,6 +2,7 @@
 #pragma once
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -57,5 +58,16 @@ Result run(const std::vector<std::string>& args, const std::vector<std::string>&
   r.err = slurp(err);
   return r;
 }
+
+// Each test in a folder of its own, emptied first, for its inputs and outputs.
+struct InFolder : ::testing::Test {
+  fs::path dir;
+  void SetUp() override {
+    dir = fs::path(VARNO_TEST_TMP) / ::testing::UnitTest::GetInstance()->current_test_info()->name();
+    fs::remove_all(dir);
+    fs::create_directories(dir);
+  }
+  std::string at(const std::string& name) const { return (dir / name).string(); }
+};
 
 }  // namespace

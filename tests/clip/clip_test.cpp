@@ -37,15 +37,7 @@ bool same_bits(const std::vector<float>& a, const std::vector<float>& b) {
   return !a.empty() && a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0;
 }
 
-struct Clip : ::testing::Test {
-  fs::path dir;
-  void SetUp() override {
-    dir = fs::path(VARNO_TEST_TMP) / ::testing::UnitTest::GetInstance()->current_test_info()->name();
-    fs::remove_all(dir);
-    fs::create_directories(dir);
-  }
-  std::string at(const std::string& name) const { return (dir / name).string(); }
-};
+using Clip = InFolder;
 
 // A 10-bit ProRes clip tagged BT.709, with or without sound and timecode.
 kit::Spec prores(int frames, bool audio = false, AVRational rate = {25, 1}) {

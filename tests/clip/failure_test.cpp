@@ -29,14 +29,7 @@ void write_text(const fs::path& p, const std::string& text) {
 
 int lines(const std::string& s) { return static_cast<int>(std::count(s.begin(), s.end(), '\n')); }
 
-struct Failing : ::testing::Test {
-  fs::path dir;
-  void SetUp() override {
-    dir = fs::path(VARNO_TEST_TMP) / ::testing::UnitTest::GetInstance()->current_test_info()->name();
-    fs::remove_all(dir);
-    fs::create_directories(dir);
-  }
-  std::string at(const std::string& name) const { return (dir / name).string(); }
+struct Failing : InFolder {
 
   // With an earlier output in place, the job must fail with `code` and a message naming
   // `culprit` and saying `why`, and leave the folder as it was.

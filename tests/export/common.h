@@ -22,15 +22,8 @@ const std::string kBundle = VARNO_TEST_BUNDLE;
 
 using Sets = std::vector<std::pair<std::string, std::string>>;
 
-// A folder of its own for each test, empty at the start.
-struct InFolder : ::testing::Test {
-  fs::path dir;
-  void SetUp() override {
-    dir = fs::path(VARNO_TEST_TMP) / ::testing::UnitTest::GetInstance()->current_test_info()->name();
-    fs::remove_all(dir);
-    fs::create_directories(dir);
-  }
-  std::string at(const std::string& name) const { return (dir / name).string(); }
+// A folder of its own for each test, and what is in it.
+struct Listed : InFolder {
   std::vector<std::string> listing(const std::string& where = "") const {
     std::vector<std::string> names;
     for (auto& e : fs::directory_iterator(dir / where)) names.push_back(e.path().filename().string());

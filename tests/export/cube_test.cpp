@@ -8,7 +8,7 @@ namespace OCIO = OCIO_NAMESPACE;
 
 namespace {
 
-using ExportCube = InFolder;
+using ExportCube = Listed;
 
 // A grade that treats the three channels differently: a print look's crosstalk, white
 // balance off neutral, a camera with a gamut of its own.

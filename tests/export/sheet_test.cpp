@@ -12,7 +12,7 @@
 
 namespace {
 
-using ContactSheet = InFolder;
+using ContactSheet = Listed;
 
 struct Rgba {
   int w = 0, h = 0;

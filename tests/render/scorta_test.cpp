@@ -12,17 +12,7 @@
 #include "ofx_host.h"
 #include "render/scorta.h"
 
-// Every allocation of a megabyte or more made by this process, counted.
-namespace {
-std::atomic<uint64_t> g_grandi{0};
-}
-void* operator new(size_t n) {
-  if (n >= (size_t{1} << 20)) ++g_grandi;
-  if (void* p = std::malloc(n ? n : 1)) return p;
-  throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete(void* p, size_t) noexcept { std::free(p); }
+#include "grandi_allocazioni.h"
 
 namespace {
 

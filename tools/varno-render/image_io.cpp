@@ -102,7 +102,7 @@ bool read_picture(const std::string& path, Picture& out, std::string& error) {
   return true;
 }
 
-bool can_write(const std::string& path, std::string& error) {
+bool can_write_file(const std::string& path, std::string& error) {
   std::error_code ec;
   fs::path dir = fs::path(path).parent_path();
   if (dir.empty()) dir = ".";
@@ -118,6 +118,11 @@ bool can_write(const std::string& path, std::string& error) {
     error = "cannot write '" + path + "': the folder is not writable";
     return false;
   }
+  return true;
+}
+
+bool can_write(const std::string& path, std::string& error) {
+  if (!can_write_file(path, error)) return false;
   auto out = ImageOutput::create(path);
   if (!out) {
     OIIO::geterror();

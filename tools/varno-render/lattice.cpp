@@ -138,25 +138,6 @@ std::string file_slug(const std::string& name) {
   return s.empty() ? "look" : s;
 }
 
-bool can_write_file(const std::string& path, std::string& error) {
-  std::error_code ec;
-  fs::path dir = fs::path(path).parent_path();
-  if (dir.empty()) dir = ".";
-  if (fs::path(path).filename().empty() || fs::is_directory(path, ec)) {
-    error = "cannot write '" + path + "': not a file name";
-    return false;
-  }
-  if (!fs::is_directory(dir, ec)) {
-    error = "cannot write '" + path + "': no folder " + dir.string();
-    return false;
-  }
-  if (::access(dir.c_str(), W_OK) != 0) {
-    error = "cannot write '" + path + "': the folder is not writable";
-    return false;
-  }
-  return true;
-}
-
 bool put_file(const std::string& path, const std::string& text, std::string& error) {
   errno = 0;
   std::FILE* f = std::fopen(path.c_str(), "wb");

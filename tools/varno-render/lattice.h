@@ -41,9 +41,6 @@ bool write_text_file(const std::string& path, const std::string& text, std::stri
 // with the system's reason.
 bool put_file(const std::string& path, const std::string& text, std::string& error);
 
-// Whether `path` can be made a new or replaced file: its folder exists and is writable, and
-// it is not a folder itself.
-bool can_write_file(const std::string& path, std::string& error);
 
 // Removes what an export was writing when a signal stopped it (a file, or a folder and the
 // files in it), for the signal handler.

@@ -30,7 +30,11 @@ struct Picture {
 // alpha is 1 where the file has none. False with a message on failure.
 bool read_picture(const std::string& path, Picture& out, std::string& error);
 
-// Whether a file of this name can be written (the format is taken from the extension).
+// Whether `path` can be made a new or replaced file: its folder exists and is writable, and
+// it is not a folder itself.
+bool can_write_file(const std::string& path, std::string& error);
+
+// Whether an image of this name can be written (the format is taken from the extension).
 bool can_write(const std::string& path, std::string& error);
 
 // Writes to a temporary file beside `path` and renames it over `path` only
