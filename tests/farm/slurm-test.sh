@@ -130,6 +130,14 @@ KillWait=2
 NodeName=varnonode NodeAddr=127.0.0.1 CPUs=$(nproc) State=UNKNOWN
 PartitionName=varno Nodes=varnonode Default=YES MaxTime=INFINITE State=UP
 EOF
+# slurmd loads a cgroup plugin even when nothing uses it, and fails where no cgroup file
+# system is mounted (a container or chroot): point it at an empty folder of ours.
+mkdir -p cgroup
+cat >cgroup.conf <<EOF
+CgroupPlugin=cgroup/v1
+CgroupMountpoint=$tmp/cgroup
+CgroupAutomount=no
+EOF
 export SLURM_CONF=$tmp/slurm.conf
 within 50 test -S munge.socket || fail "munged did not start: $(tail -n 3 munged.log 2>/dev/null)"
 slurmctld -D -f "$SLURM_CONF" >slurmctld.out 2>&1 &
