@@ -239,3 +239,25 @@ TEST(Varianti, TheFrameMeanAddsAsOneValueAfterAnother) {
       }
   });
 }
+
+// From 2048x2048 up, a plane is larger than the caches and the passes stream
+// their stores past them: that path too gives the rule's bits.
+TEST(Varianti, PlanesLargerThanTheCachesStreamTheSameBits) {
+  const int w = 2048, h = 2048;
+  const Piano p = ostili(static_cast<size_t>(w) * h, 7, false);
+  const Immagine sorgente = ostili(static_cast<size_t>(w) * h * 3, 11, false);
+  const Quadro q = calcola_quadro(w, h);
+  const FxRicetta r = tutto(6);
+  Piano b = p;
+  regola::box(b, w, h, 5);
+  Immagine atteso = sorgente;
+  regola::stadio(9, atteso, regola::luma_di(sorgente), q, r);
+  per_variante([&] {
+    Piano a = p;
+    box_blur(a, w, h, 5, 3);
+    EXPECT_TRUE(come_la_regola(a, b));
+    Immagine img = sorgente;
+    fx_aberrazione(img, q, regola::quanto(9, r));
+    EXPECT_TRUE(come_la_regola(img, atteso));
+  });
+}
