@@ -12,10 +12,14 @@ for mode in "${modes[@]}"; do
   case "$mode" in
     release) dir=build; flags=(-DCMAKE_BUILD_TYPE=Release) ;;
     address) dir=build-asan; flags=(-DCMAKE_BUILD_TYPE=RelWithDebInfo -DVARNO_SANITIZE=address -DVARNO_BENCH=OFF) ;;
-    thread) dir=build-tsan; flags=(-DCMAKE_BUILD_TYPE=RelWithDebInfo -DVARNO_SANITIZE=thread -DVARNO_BENCH=OFF) ;;
+    thread) dir=build-tsan; flags=(-DCMAKE_BUILD_TYPE=RelWithDebInfo -DVARNO_SANITIZE=thread -DVARNO_BENCH=OFF)
+      # The tool's refusals of a wrong command line end before any thread starts, and each
+      # case is a process that ThreadSanitizer starts slowly: they run in the other two builds.
+      skip='BadInputGetsOneLine|TheToolSaysItInOneLine|DryRunListsEachFrame' ;;
     *) echo "run-tests.sh: unknown mode '$mode' (release, address or thread)" >&2; exit 2 ;;
   esac
   echo "== $mode build ($dir)"
+  [ "$mode" = thread ] || skip='^$'  # nothing left out
   cmake -S . -B "$dir" "${flags[@]}" >/dev/null
   cmake --build "$dir" -j"$jobs"
   echo "== $mode tests"
@@ -23,5 +27,5 @@ for mode in "${modes[@]}"; do
   export LSAN_OPTIONS="suppressions=$PWD/scripts/lsan.supp"
   export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
   export TSAN_OPTIONS="halt_on_error=1:second_deadlock_stack=1:suppressions=$PWD/scripts/tsan.supp"
-  ctest --test-dir "$dir" --no-tests=error --output-on-failure -j"$jobs"
+  ctest --test-dir "$dir" --no-tests=error --output-on-failure -j"$jobs" -E "$skip"
 done
