@@ -226,3 +226,33 @@ TEST_F(Clip, SequenceIntoClipAndProgress) {
 }
 
 }  // namespace
+
+// A farm task on a clip: --dry-run lists each frame's file, --skip-existing leaves the files
+// already written alone and renders the others as a whole run would.
+TEST_F(Clip, IntoFilesAFarmTaskResumes) {
+  kit::make_clip(at("in.mov"), prores(4));
+  const std::vector<std::string> sets{"-q", "--set", "grana_on=1", "--frames", "0-3", at("in.mov")};
+  std::vector<std::string> a = sets;
+  a.push_back(at("whole.####.exr"));
+  ASSERT_EQ(run(a).code, 0);
+  fs::copy_file(at("whole.0001.exr"), at("part.0001.exr"));
+  { std::ofstream(at("part.0002.exr")) << "left alone"; }
+
+  a = sets;
+  a.insert(a.begin(), {"--dry-run", "--skip-existing"});
+  a.push_back(at("part.####.exr"));
+  Result r = run(a);
+  ASSERT_EQ(r.code, 0) << r.err;
+  EXPECT_EQ(r.out, "0\trender\t" + at("part.0000.exr") + "\n1\tskip\t" + at("part.0001.exr") + "\n2\tskip\t" +
+                       at("part.0002.exr") + "\n3\trender\t" + at("part.0003.exr") + "\n");
+  EXPECT_FALSE(fs::exists(at("part.0000.exr")));
+
+  a.erase(a.begin());  // the same task, run
+  r = run(a);
+  ASSERT_EQ(r.code, 0) << r.err;
+  for (int k : {0, 3}) {
+    const std::string n = "." + std::string(k == 0 ? "0000" : "0003") + ".exr";
+    EXPECT_TRUE(same_bits(read_exr(at("part" + n)), read_exr(at("whole" + n)))) << k;
+  }
+  EXPECT_EQ(kit::bytes_of(at("part.0002.exr")), "left alone");
+}

@@ -147,7 +147,7 @@ TEST_F(Failing, TheToolSaysItInOneLine) {
       {{"--codec", "prores_xq", at("in.mov"), at("out.mov")}, 2, "'prores_xq' is not a codec; one of prores, "},
       {{"--time", "2", at("in.mov"), at("out.mov")}, 2, "--time does not apply to clips"},
       {{"--fps", "25", at("in.mov"), at("out.mov")}, 2, "--fps applies only"},
-      {{"--dry-run", at("in.mov"), at("out.mov")}, 2, "--dry-run applies to stills and image sequences"},
+      {{"--dry-run", at("in.mov"), at("out.mov")}, 2, "--dry-run applies to image sequence OUTPUTs"},
   };
   for (const Case& c : cases) {
     Result r = run(c.args);

@@ -19,6 +19,7 @@
 #include <exception>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 #include "frames.h"
@@ -474,6 +475,46 @@ long ClipRun::run(Session& session) {
 
 long render_clip(Session& session, const ClipJob& job) { return ClipRun(job).run(session); }
 
+namespace {
+
+// A clip into a sequence of files, as a farm task runs it: --dry-run lists each frame's file
+// and whether it would render; --skip-existing leaves the files already there alone.
+int run_clip_to_files(const Options& o, ClipJob job) {
+  if (!job.frames) {
+    ClipReader r(job.input);
+    if (!r.frame_count_exact())
+      fail(kExitUsage, "--frames A-B is needed: '" + job.input + "' does not say how many frames it holds");
+    std::vector<int> all(static_cast<size_t>(r.frame_count()));
+    for (size_t k = 0; k < all.size(); ++k) all[k] = static_cast<int>(k);
+    job.frames = all;
+  }
+  std::sort(job.frames->begin(), job.frames->end());
+  job.frames->erase(std::unique(job.frames->begin(), job.frames->end()), job.frames->end());
+  std::optional<ClipRun> clip(std::in_place, job);  // the files and the range checked first
+  Session session(o.plugin);
+  session.set(o.sets);
+  const FramePattern pattern(job.output);
+  std::vector<int> todo;
+  for (int f : *job.frames) {
+    const bool skip = o.skip_existing && output_exists(pattern.name(f));
+    if (o.dry_run) std::printf("%d\t%s\t%s\n", f, skip ? "skip" : "render", pattern.name(f).c_str());
+    if (!skip) todo.push_back(f);
+  }
+  if (o.dry_run) return std::fflush(stdout) == 0 ? 0 : kExitFailure;
+  const size_t skipped = job.frames->size() - todo.size();
+  if (job.progress && skipped > 0)
+    std::fprintf(stderr, "varno-render: %zu of %zu frames skipped, their files exist\n", skipped, job.frames->size());
+  if (todo.empty()) return 0;
+  if (skipped > 0) {
+    job.frames = todo;
+    clip.emplace(job);
+  }
+  clip->run(session);
+  return 0;
+}
+
+}  // namespace
+
 bool is_clip_job(const Options& o) {
   if (o.list || o.files.empty()) return false;
   return is_clip_name(o.files.back()) || (!o.demo && is_clip_name(o.files.front()));
@@ -487,14 +528,16 @@ int run_clip(const Options& o) {
   job.output = o.files[1];
   const bool in_clip = is_clip_name(job.input), out_clip = is_clip_name(job.output);
   if (o.time) fail(kExitUsage, "--time does not apply to clips: each frame renders at its index in the clip");
-  if (o.skip_existing || o.dry_run)
-    fail(kExitUsage, std::string(o.dry_run ? "--dry-run" : "--skip-existing") + " applies to stills and image sequences, not clips");
+  if ((o.skip_existing || o.dry_run) && out_clip)
+    fail(kExitUsage, std::string(o.dry_run ? "--dry-run" : "--skip-existing") +
+                         " applies to image sequence OUTPUTs; a clip is written whole");
   if (o.codec && !out_clip) fail(kExitUsage, "--codec applies only when OUTPUT is a clip");
   if (o.fps && in_clip) fail(kExitUsage, "--fps applies only when INPUT is an image sequence; a clip keeps its own rate");
   if (o.codec) job.codec = *o.codec;
   if (o.fps && !parse_rate(*o.fps, job.rate)) fail(kExitUsage, "--fps " + *o.fps + ": expected a rate such as 24, 23.976 or 30000/1001");
   if (o.frames) job.frames = parse_frames(*o.frames);
   job.progress = !o.quiet;
+  if (o.skip_existing || o.dry_run) return run_clip_to_files(o, job);
   // The files first: a bad clip is told before the plug-in is loaded.
   ClipRun clip(job);
   Session session(o.plugin);
