@@ -40,8 +40,8 @@ bool same_bits(const std::vector<float>& a, const std::vector<float>& b) {
 using Clip = InFolder;
 
 // A 10-bit ProRes clip tagged BT.709, with or without sound and timecode.
-kit::Spec prores(int frames, bool audio = false, AVRational rate = {25, 1}) {
-  kit::Spec s;
+kit::Plan prores(int frames, bool audio = false, AVRational rate = {25, 1}) {
+  kit::Plan s;
   s.encoder = "prores_ks";
   s.format = AV_PIX_FMT_YUV422P10;
   s.profile = FF_PROFILE_PRORES_HQ;
@@ -129,7 +129,7 @@ void expect_709(const kit::Probe& p) {
 }
 
 TEST_F(Clip, OutputKeepsSizeRateFramesAudioAndTimecodeTaggedBT709) {
-  kit::Spec s = prores(6, true, {24000, 1001});
+  kit::Plan s = prores(6, true, {24000, 1001});
   s.width = 256;  // the least DNxHR takes
   s.height = 128;
   s.timecode = "01:00:00:00";

@@ -52,8 +52,8 @@ struct Failing : InFolder {
   }
 };
 
-kit::Spec prores(int frames) {
-  kit::Spec s;
+kit::Plan prores(int frames) {
+  kit::Plan s;
   s.encoder = "prores_ks";
   s.format = AV_PIX_FMT_YUV422P10;
   s.frames = frames;
@@ -69,7 +69,7 @@ TEST_F(Failing, BrokenAndUnsupportedClipsAreRefusedNamingTheFile) {
   std::string bytes = kit::bytes_of(at("whole.mov"));
   write_text(at("cut.mov"), bytes.substr(0, bytes.size() / 2));
   expect_refused("cut.mov", "out.mov", 1, "cut.mov", "invalid data");
-  kit::Spec fast = prores(8);
+  kit::Plan fast = prores(8);
   fast.movflags = "+faststart";
   kit::make_clip(at("fast.mov"), fast);
   bytes = kit::bytes_of(at("fast.mov"));
@@ -86,7 +86,7 @@ TEST_F(Failing, BrokenAndUnsupportedClipsAreRefusedNamingTheFile) {
   write_text(at("odd.mov"), bytes);
   expect_refused("odd.mov", "out.mov", 1, "odd.mov", "not supported ('zzzz')");
 
-  kit::Spec sound = prores(4);
+  kit::Plan sound = prores(4);
   sound.video = false;
   sound.audio = true;
   kit::make_clip(at("sound.mov"), sound);
@@ -113,13 +113,13 @@ TEST_F(Failing, JobsTheFilesCannotTake) {
   fs::create_directories(dir / "no");
   expect_refused("in.mov", "no/such/out.mov", 1, "no/such/out.mov", "no folder");
   // A frame size the codec cannot take.
-  kit::Spec odd = prores(2);
+  kit::Plan odd = prores(2);
   odd.format = AV_PIX_FMT_YUV444P10;
   odd.width = 63;
   kit::make_clip(at("odd.mov"), odd);
   expect_refused("odd.mov", "out.mov", 1, "out.mov", "even width");
   // Sound the container cannot hold unchanged.
-  kit::Spec pcm = prores(2);
+  kit::Plan pcm = prores(2);
   pcm.audio = true;
   pcm.audio_codec = "pcm_s16le";
   kit::make_clip(at("pcm.mov"), pcm);
@@ -161,7 +161,7 @@ TEST_F(Failing, TheToolSaysItInOneLine) {
 }
 
 TEST_F(Failing, InterruptedRunLeavesNothing) {
-  kit::Spec s = prores(400);
+  kit::Plan s = prores(400);
   s.width = 32;
   s.height = 16;
   kit::make_clip(at("in.mov"), s);

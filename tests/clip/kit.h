@@ -25,7 +25,7 @@ namespace kit {
 
 namespace fs = std::filesystem;
 
-struct Spec {
+struct Plan {
   std::string encoder = "libx264";
   AVPixelFormat format = AV_PIX_FMT_YUV420P;
   int width = 64, height = 48, frames = 3;
@@ -64,8 +64,8 @@ inline void check(int err, const char* what) {
   }
 }
 
-// Encodes spec.frames frames of code() values into `path`.
-inline void make_clip(const fs::path& path, const Spec& s) {
+// Encodes plan.frames frames of code() values into `path`.
+inline void make_clip(const fs::path& path, const Plan& s) {
   av_log_set_level(AV_LOG_ERROR);
   AVFormatContext* fmt = nullptr;
   ASSERT_GE(avformat_alloc_output_context2(&fmt, nullptr, nullptr, path.c_str()), 0) << path;

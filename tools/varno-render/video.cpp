@@ -167,7 +167,7 @@ Rate snap_rate(AVRational r) {
   return {q.num, q.den};
 }
 
-struct CodecSpec {
+struct CodecChoice {
   const char* name;     // --codec
   const char* encoder;  // FFmpeg's encoder
   int profile;          // the codec context's profile, or FF_PROFILE_UNKNOWN
@@ -177,7 +177,7 @@ struct CodecSpec {
   const char* words;  // for messages
 };
 
-const CodecSpec kCodecs[] = {
+const CodecChoice kCodecs[] = {
     {"prores", "prores", FF_PROFILE_PRORES_STANDARD, nullptr, AV_PIX_FMT_YUV422P10, 10, "ProRes 422"},
     {"prores_hq", "prores", FF_PROFILE_PRORES_HQ, nullptr, AV_PIX_FMT_YUV422P10, 10, "ProRes 422 HQ"},
     {"prores_4444", "prores", FF_PROFILE_PRORES_4444, nullptr, AV_PIX_FMT_YUV444P10, 10, "ProRes 4444"},
@@ -186,8 +186,8 @@ const CodecSpec kCodecs[] = {
     {"dnxhr_hqx", "dnxhd", FF_PROFILE_UNKNOWN, "dnxhr_hqx", AV_PIX_FMT_YUV422P10, 10, "DNxHR HQX"},
 };
 
-const CodecSpec& codec_spec(const std::string& name) {
-  for (const CodecSpec& c : kCodecs)
+const CodecChoice& codec_choice(const std::string& name) {
+  for (const CodecChoice& c : kCodecs)
     if (name == c.name) return c;
   fail(kExitUsage, "--codec " + name + ": unknown codec (see --help)");
 }
@@ -214,7 +214,7 @@ bool is_clip_output_name(const std::string& path) {
 const std::vector<std::string>& clip_codec_names() {
   static const std::vector<std::string> names = [] {
     std::vector<std::string> v;
-    for (const CodecSpec& c : kCodecs) v.push_back(c.name);
+    for (const CodecChoice& c : kCodecs) v.push_back(c.name);
     return v;
   }();
   return names;
@@ -565,7 +565,7 @@ double ClipReader::audio_seconds(const AudioPacket& a) const {
 // --- Writing -------------------------------------------------------------------
 
 struct ClipWriter::State {
-  const CodecSpec* spec = nullptr;
+  const CodecChoice* choice = nullptr;
   AVFormatContext* fmt = nullptr;
   AVCodecContext* enc = nullptr;
   AVStream* video = nullptr;
@@ -604,8 +604,8 @@ ClipWriter::ClipWriter(const std::string& path, const ClipFormat& cf, const std:
   const std::string ext = lower_ext(path);
   if (!is_clip_output_name(path))
     fail(kExitFailure, what + ": clips are written as .mov, .mp4, .mkv or .mxf");
-  s.spec = &codec_spec(cf.codec);
-  const CodecSpec& spec = *s.spec;
+  s.choice = &codec_choice(cf.codec);
+  const CodecChoice& choice = *s.choice;
 
   std::error_code ec;
   fs::path dir = fs::path(path).parent_path();
@@ -616,19 +616,19 @@ ClipWriter::ClipWriter(const std::string& path, const ClipFormat& cf, const std:
 
   take_logged();
   check(avformat_alloc_output_context2(&s.fmt, nullptr, nullptr, path.c_str()), what);
-  const AVCodec* codec = avcodec_find_encoder_by_name(spec.encoder);
-  if (!codec) fail(kExitFailure, what + ": this FFmpeg has no " + spec.encoder + " encoder for " + spec.words);
+  const AVCodec* codec = avcodec_find_encoder_by_name(choice.encoder);
+  if (!codec) fail(kExitFailure, what + ": this FFmpeg has no " + choice.encoder + " encoder for " + choice.words);
   if (avformat_query_codec(s.fmt->oformat, codec->id, FF_COMPLIANCE_NORMAL) != 1)
-    fail(kExitUsage, "--codec " + cf.codec + ": " + spec.words + " cannot go into " + ext + " (see --help)");
-  const AVPixFmtDescriptor* desc = av_pix_fmt_desc_get(spec.format);
+    fail(kExitUsage, "--codec " + cf.codec + ": " + choice.words + " cannot go into " + ext + " (see --help)");
+  const AVPixFmtDescriptor* desc = av_pix_fmt_desc_get(choice.format);
   if ((cf.width % (1 << desc->log2_chroma_w)) || (cf.height % (1 << desc->log2_chroma_h)))
-    fail(kExitFailure, what + ": " + spec.words + " needs an even " + (cf.width % 2 ? "width" : "height") + ", and the frames are " +
+    fail(kExitFailure, what + ": " + choice.words + " needs an even " + (cf.width % 2 ? "width" : "height") + ", and the frames are " +
                            std::to_string(cf.width) + "x" + std::to_string(cf.height));
 
   AVCodecContext* e = s.enc = avcodec_alloc_context3(codec);
   e->width = cf.width;
   e->height = cf.height;
-  e->pix_fmt = spec.format;
+  e->pix_fmt = choice.format;
   e->time_base = AVRational{cf.rate.den, cf.rate.num};
   e->framerate = AVRational{cf.rate.num, cf.rate.den};
   e->sample_aspect_ratio = AVRational{1, 1};
@@ -641,8 +641,8 @@ ClipWriter::ClipWriter(const std::string& path, const ClipFormat& cf, const std:
   e->thread_count = heavy ? kHeavyEncoderThreads : kCodecThreads;
   if (s.fmt->oformat->flags & AVFMT_GLOBALHEADER) e->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
   AVDictionary* opts = nullptr;
-  if (spec.profile != FF_PROFILE_UNKNOWN) e->profile = spec.profile;
-  if (spec.variant) av_dict_set(&opts, "profile", spec.variant, 0);
+  if (choice.profile != FF_PROFILE_UNKNOWN) e->profile = choice.profile;
+  if (choice.variant) av_dict_set(&opts, "profile", choice.variant, 0);
   if (codec->id == AV_CODEC_ID_H264) {
     av_dict_set(&opts, "crf", "18", 0);
     av_dict_set(&opts, "preset", "medium", 0);
@@ -652,7 +652,7 @@ ClipWriter::ClipWriter(const std::string& path, const ClipFormat& cf, const std:
   }
   int err = avcodec_open2(e, codec, &opts);
   av_dict_free(&opts);
-  check(err, what + ": cannot open the " + spec.words + " encoder");
+  check(err, what + ": cannot open the " + choice.words + " encoder");
 
   s.video = avformat_new_stream(s.fmt, nullptr);
   check(avcodec_parameters_from_context(s.video->codecpar, e), what);
@@ -688,19 +688,19 @@ ClipWriter::ClipWriter(const std::string& path, const ClipFormat& cf, const std:
   s.pkt = av_packet_alloc();
   s.yuv = av_frame_alloc();
   int bits = 0;
-  s.yuv->format = yuv444_at(spec.bits, bits);
+  s.yuv->format = yuv444_at(choice.bits, bits);
   s.yuv->width = cf.width;
   s.yuv->height = cf.height;
   check(av_frame_get_buffer(s.yuv, 0), what);
-  if (spec.format != s.yuv->format) {
+  if (choice.format != s.yuv->format) {
     s.frame = av_frame_alloc();
-    s.frame->format = spec.format;
+    s.frame->format = choice.format;
     s.frame->width = cf.width;
     s.frame->height = cf.height;
     check(av_frame_get_buffer(s.frame, 0), what);
     s.sws = sws_getContext(cf.width, cf.height, static_cast<AVPixelFormat>(s.yuv->format), cf.width, cf.height,
-                           spec.format, SWS_BICUBIC | SWS_ACCURATE_RND, nullptr, nullptr, nullptr);
-    if (!s.sws) fail(kExitFailure, what + ": cannot convert to " + av_get_pix_fmt_name(spec.format));
+                           choice.format, SWS_BICUBIC | SWS_ACCURATE_RND, nullptr, nullptr, nullptr);
+    if (!s.sws) fail(kExitFailure, what + ": cannot convert to " + av_get_pix_fmt_name(choice.format));
   }
 }
 
@@ -726,7 +726,7 @@ void ClipWriter::write(const ofxhost::Image& image) {
   const std::string what = "cannot write '" + path_ + "'";
   const int w = s.enc->width, h = s.enc->height;
   int bits = 0;
-  yuv444_at(s.spec->bits, bits);
+  yuv444_at(s.choice->bits, bits);
   const Levels lv = levels(bits, false);
   const double kr = kBT709.kr, kb = kBT709.kb, kg = 1.0 - kr - kb;
   const float fr = static_cast<float>(kr), fg = static_cast<float>(kg), fb = static_cast<float>(kb);
