@@ -200,8 +200,13 @@ chunk_done() {
 # No sleep between looks: a frame takes far longer than one look.
 until [ -e farm/f.0013.exr ] || ((SECONDS > 600)); do :; done
 kill -STOP "$task"
+stopped() { [ "$(cut -d' ' -f3 "/proc/$task/stat" 2>/dev/null)" = T ]; }
+within 100 stopped || fail "task 1 did not stop"
 done_frames=$(chunk_done)
 [ "$done_frames" -ge 1 ] && [ "$done_frames" -le 11 ] || fail "task 1 was stopped with $done_frames of its 12 frames written"
+# scancel's signal reaches the task later, through slurmstepd: a TERM already waiting ends the
+# task as soon as it resumes, before it can write another frame.
+kill -TERM "$task"
 scancel "${job}_1"
 kill -CONT "$task"
 finish first
