@@ -3,7 +3,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <OpenImageIO/imageio.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -12,6 +11,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "immagini.h"
 #include "ofx_host.h"
 #include "processo.h"
 
@@ -19,29 +19,6 @@
 namespace {
 
 const std::string kBundle = VARNO_TEST_BUNDLE;
-
-struct Picture {
-  int w = 0, h = 0, nch = 0;
-  std::vector<float> px;  // top row first
-};
-
-void write_image(const fs::path& path, const Picture& p) {
-  auto o = OIIO::ImageOutput::create(path.string());
-  ASSERT_TRUE(o) << path;
-  ASSERT_TRUE(o->open(path.string(), OIIO::ImageSpec(p.w, p.h, p.nch, OIIO::TypeDesc::FLOAT)));
-  ASSERT_TRUE(o->write_image(OIIO::TypeDesc::FLOAT, p.px.data()));
-  o->close();
-}
-
-Picture read_image(const fs::path& path) {
-  Picture p;
-  auto in = OIIO::ImageInput::open(path.string());
-  if (!in) return p;
-  p = {in->spec_dimensions(0).width, in->spec_dimensions(0).height, in->spec_dimensions(0).nchannels, {}};
-  p.px.resize(size_t(p.w) * p.h * p.nch);
-  in->read_image(0, 0, 0, p.nch, OIIO::TypeDesc::FLOAT, p.px.data());
-  return p;
-}
 
 // RGBA with a ramp across, brighter towards the top, and alpha that varies.
 Picture chart(int w, int h, float scale = 1.0f) {
@@ -52,10 +29,6 @@ Picture chart(int w, int h, float scale = 1.0f) {
       p.px.insert(p.px.end(), {scale * x / w, top, 0.5f * top + 0.1f, x % 3 == 0 ? 0.5f : 1.0f});
     }
   return p;
-}
-
-bool same_bits(const std::vector<float>& a, const std::vector<float>& b) {
-  return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0;
 }
 
 // Files left in a folder by a run: temporaries must not be among them.
@@ -92,7 +65,7 @@ TEST_F(Cli, ListShowsEveryParameterInDefinitionOrder) {
 
 TEST_F(Cli, RendersExactlyWhatTheHostRendersInProcess) {
   Picture in = chart(24, 16);
-  write_image(at("in.exr"), in);
+  write_picture(at("in.exr"), in);
   // Values named on the command line win over those the look fills in, whatever the order;
   // -- ends the options.
   Result r = run(args({"--set", "halation_on=on", "--set", "halation=0.5", "--set", "look=Midnight", "--time", "3",
@@ -111,7 +84,7 @@ TEST_F(Cli, RendersExactlyWhatTheHostRendersInProcess) {
   std::vector<float> want(in.px.size());
   for (int y = 0; y < 16; ++y) std::memcpy(&want[size_t(y) * 24 * 4], dst.pixel(0, 15 - y), 24 * 16);
 
-  Picture got = read_image(at("out.exr"));
+  Picture got = read_picture(at("out.exr"));
   ASSERT_EQ(got.px.size(), want.size());
   EXPECT_TRUE(same_bits(got.px, want));
   for (size_t k = 3; k < got.px.size(); k += 4) ASSERT_EQ(got.px[k], in.px[k]) << "alpha passes through";
@@ -120,7 +93,7 @@ TEST_F(Cli, RendersExactlyWhatTheHostRendersInProcess) {
 // Every failure: its exit code, one line naming the culprit, an existing
 // output left as it was and no file left behind.
 TEST_F(Cli, BadInputGetsOneLineNamingTheCulpritAndLeavesNoTrace) {
-  write_image(at("in.exr"), chart(8, 8));
+  write_picture(at("in.exr"), chart(8, 8));
   std::ofstream(at("broken.exr")) << "not an image";
   std::ofstream(at("out.exr")) << "precious";
   const std::string in = at("in.exr"), out = at("out.exr");
@@ -159,19 +132,19 @@ TEST_F(Cli, BadInputGetsOneLineNamingTheCulpritAndLeavesNoTrace) {
 }
 
 TEST_F(Cli, SequencesRenderEachFrameAtItsNumber) {
-  write_image(at("in.0001.exr"), chart(12, 8, 0.3f));
-  write_image(at("in.0002.exr"), chart(12, 8, 0.6f));
+  write_picture(at("in.0001.exr"), chart(12, 8, 0.3f));
+  write_picture(at("in.0002.exr"), chart(12, 8, 0.6f));
   const std::vector<std::string> grain = {"--set", "grana_on=on", "--set", "grana=0.6"};
   Result r = run(args({"--frames", "1-2", at("in.####.exr"), at("out.%04d.exr")}, grain));
   ASSERT_EQ(r.code, 0) << r.err;
   for (const char* t : {"1", "2"}) {
     std::string f = std::string("000") + t + ".exr";
     ASSERT_EQ(run(args({"--time", t, at("in." + f), at("single." + f)}, grain)).code, 0);
-    EXPECT_TRUE(same_bits(read_image(at("out." + f)).px, read_image(at("single." + f)).px)) << "frame " << t;
+    EXPECT_TRUE(same_bits(read_picture(at("out." + f)).px, read_picture(at("single." + f)).px)) << "frame " << t;
   }
   // The grain moves with time, so the comparison above tells frames apart.
   ASSERT_EQ(run(args({"--time", "1", at("in.0002.exr"), at("early.exr")}, grain)).code, 0);
-  EXPECT_FALSE(same_bits(read_image(at("out.0002.exr")).px, read_image(at("early.exr")).px));
+  EXPECT_FALSE(same_bits(read_picture(at("out.0002.exr")).px, read_picture(at("early.exr")).px));
 }
 
 // Frame lists with steps and negative numbers; # is one digit each, and a name may hold

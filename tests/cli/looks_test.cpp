@@ -1,7 +1,6 @@
 // The demo chart through varno-render with every look gives, at each pixel,
 // the colour transform evaluated at that code value, within what trilinear
 // interpolation on the 81-point table can differ by.
-#include <OpenImageIO/imageio.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -10,6 +9,7 @@
 #include <vector>
 
 #include "render/impostazioni.h"
+#include "immagini.h"
 #include "processo.h"
 #include "tool.h"
 
@@ -18,15 +18,10 @@ namespace {
 using namespace varno;
 
 std::vector<float> leggi_rgba(const fs::path& p, int w, int h) {
-  auto in = OIIO::ImageInput::open(p.string());
-  EXPECT_TRUE(in) << p;
-  std::vector<float> px(static_cast<size_t>(w) * h * 4);
-  if (!in) return px;
-  EXPECT_EQ(in->spec_dimensions(0).width, w);
-  EXPECT_EQ(in->spec_dimensions(0).height, h);
-  EXPECT_EQ(in->spec_dimensions(0).nchannels, 4);
-  EXPECT_TRUE(in->read_image(0, 0, 0, 4, OIIO::TypeDesc::FLOAT, px.data()));
-  return px;
+  Picture f = read_picture(p);
+  EXPECT_TRUE(f.w == w && f.h == h && f.nch == 4) << p << ": " << f.w << "x" << f.h << "x" << f.nch;
+  f.px.resize(static_cast<size_t>(w) * h * 4);
+  return f.px;
 }
 
 // A look switches on its own effects; switch all twelve off so only the grade shows.

@@ -1,40 +1,26 @@
 // varno-render on clips: frames render like stills of the same decoded frames at their index
 // (as a user runs it); the output's codec, tags, rate, frame count, audio and timecode, and
 // --frames (in-process); sequences into clips and progress (as a user runs it).
-#include <OpenImageIO/imageio.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
 
 #include "cli/processo.h"
+#include "immagini.h"
 #include "inproc.h"
 #include "kit.h"
 #include "video.h"
 
 namespace {
 
-std::vector<float> read_exr(const fs::path& path) {
-  auto in = OIIO::ImageInput::open(path.string());
-  if (!in) return {};
-  const OIIO::ImageSpec& s = in->spec();
-  std::vector<float> px(static_cast<size_t>(s.width) * s.height * s.nchannels);
-  in->read_image(0, 0, 0, s.nchannels, OIIO::TypeDesc::FLOAT, px.data());
-  return px;
-}
+std::vector<float> read_exr(const fs::path& path) { return read_picture(path).px; }
 
 // An image of the reader as a file: top row first.
 void write_exr(const fs::path& path, const ofxhost::Image& img) {
   const int w = img.width(), h = img.height();
   std::vector<float> px;
   for (int y = h - 1; y >= 0; --y) px.insert(px.end(), img.pixel(0, y), img.pixel(0, y) + 4 * w);
-  auto out = OIIO::ImageOutput::create(path.string());
-  ASSERT_TRUE(out->open(path.string(), OIIO::ImageSpec(w, h, 4, OIIO::TypeDesc::FLOAT)));
-  ASSERT_TRUE(out->write_image(OIIO::TypeDesc::FLOAT, px.data()));
-  out->close();
-}
-
-bool same_bits(const std::vector<float>& a, const std::vector<float>& b) {
-  return !a.empty() && a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0;
+  write_picture(path, {w, h, 4, px});
 }
 
 using Clip = InFolder;

@@ -8,37 +8,15 @@
 
 #include "common.h"
 #include "contact_sheet.h"
+#include "immagini.h"
 #include "tool.h"
 
 namespace {
 
 using ContactSheet = Listed;
 
-struct Rgba {
-  int w = 0, h = 0;
-  std::vector<float> px;  // top row first
-};
-
-void write_exr(const std::string& path, const Rgba& p) {
-  auto o = OIIO::ImageOutput::create(path);
-  ASSERT_TRUE(o && o->open(path, OIIO::ImageSpec(p.w, p.h, 4, OIIO::TypeDesc::FLOAT)));
-  ASSERT_TRUE(o->write_image(OIIO::TypeDesc::FLOAT, p.px.data()));
-  o->close();
-}
-
-Rgba read_rgba(const std::string& path) {
-  Rgba p;
-  auto in = OIIO::ImageInput::open(path);
-  if (!in) return p;
-  p.w = in->spec().width, p.h = in->spec().height;
-  EXPECT_EQ(in->spec().nchannels, 4) << path;
-  p.px.resize(size_t(p.w) * p.h * 4);
-  in->read_image(0, 0, 0, 4, OIIO::TypeDesc::FLOAT, p.px.data());
-  return p;
-}
-
 // The frame rendered in this process with a look, then the values the user named.
-Rgba render_with(const Rgba& frame, const std::string& look, const Sets& sets, double time) {
+Picture render_with(const Picture& frame, const std::string& look, const Sets& sets, double time) {
   ofxhost::Plugin plugin = ofxhost::Host::load(kBundle);
   ofxhost::Instance inst = plugin.create_instance();
   inst.set_choice("look", look);
@@ -52,18 +30,18 @@ Rgba render_with(const Rgba& frame, const std::string& look, const Sets& sets, d
   for (int y = 0; y < frame.h; ++y)  // OFX images have the bottom row first
     std::memcpy(src.pixel(0, frame.h - 1 - y), &frame.px[size_t(y) * frame.w * 4], size_t(frame.w) * 16);
   EXPECT_EQ(inst.render(time, b, src, dst), kOfxStatOK);
-  Rgba out{frame.w, frame.h, std::vector<float>(frame.px.size())};
+  Picture out{frame.w, frame.h, 4, std::vector<float>(frame.px.size())};
   for (int y = 0; y < frame.h; ++y)
     std::memcpy(&out.px[size_t(y) * frame.w * 4], dst.pixel(0, frame.h - 1 - y), size_t(frame.w) * 16);
   return out;
 }
 
 TEST_F(ContactSheet, TwelveTilesInCatalogueOrderEachASingleRenderScaledDownAndLabelled) {
-  Rgba frame{120, 68, {}};
+  Picture frame{120, 68, 4, {}};
   for (int y = 0; y < frame.h; ++y)
     for (int x = 0; x < frame.w; ++x)
       frame.px.insert(frame.px.end(), {x / 119.0f, y / 67.0f, 0.5f + 0.4f * std::sin(x * 0.1f), x % 2 ? 1.0f : 0.3f});
-  write_exr(at("in.exr"), frame);
+  write_picture(at("in.exr"), frame);
   // Grain follows the time; the halation amount named here holds over each look's own.
   const Sets sets = {{"formato", "Panasonic V-Log"}, {"ev", "0.4"}, {"grana_on", "1"}, {"grana", "0.3"},
                      {"halation_on", "1"},           {"halation", "0.5"}};
@@ -71,7 +49,8 @@ TEST_F(ContactSheet, TwelveTilesInCatalogueOrderEachASingleRenderScaledDownAndLa
   with_look.emplace_back("look", "Silk");  // chooses no tile
   Result r = run(tool_args(with_look, {"--time", "3", "--contact-sheet", at("in.exr"), at("sheet.exr")}));
   ASSERT_EQ(r.code, 0) << r.err;
-  const Rgba sheet = read_rgba(at("sheet.exr"));
+  const Picture sheet = read_picture(at("sheet.exr"));
+  ASSERT_EQ(sheet.nch, 4);
   const varno_render::SheetLayout l = varno_render::sheet_layout(frame.w, frame.h);
   ASSERT_EQ(sheet.w, l.width);
   ASSERT_EQ(sheet.h, l.height);
@@ -87,7 +66,7 @@ TEST_F(ContactSheet, TwelveTilesInCatalogueOrderEachASingleRenderScaledDownAndLa
   std::vector<float> previous_label;
   for (int k = 0; k < 12; ++k) {
     SCOPED_TRACE(looks[k]);
-    const Rgba single = render_with(frame, looks[k], sets, 3.0);
+    const Picture single = render_with(frame, looks[k], sets, 3.0);
     OIIO::ImageBuf src(OIIO::ImageSpec(single.w, single.h, 4, OIIO::TypeDesc::FLOAT), const_cast<float*>(single.px.data()));
     OIIO::ImageBuf tile;
     ASSERT_TRUE(OIIO::ImageBufAlgo::resize(tile, src, "lanczos3", 0.0f, OIIO::ROI(0, l.tile_width, 0, l.tile_height, 0, 1, 0, 4)));
@@ -116,9 +95,9 @@ TEST_F(ContactSheet, TheDemoChartIsTheChartAsSLog3Footage) {
   const varno_render::Picture chart = varno_render::demo_chart(64, 36);
   Result r = run(tool_args({}, {"--contact-sheet", "--demo", "--size", "64x36", at("demo.exr")}));
   ASSERT_EQ(r.code, 0) << r.err;
-  const Rgba sheet = read_rgba(at("demo.exr"));
+  const Picture sheet = read_picture(at("demo.exr"));
   const varno_render::SheetLayout l = varno_render::sheet_layout(64, 36);
-  const Rgba first = render_with({chart.width, chart.height, chart.rgba}, "Nordic", {{"formato", "Sony S-Log3"}}, 0.0);
+  const Picture first = render_with({chart.width, chart.height, 4, chart.rgba}, "Nordic", {{"formato", "Sony S-Log3"}}, 0.0);
   OIIO::ImageBuf src(OIIO::ImageSpec(64, 36, 4, OIIO::TypeDesc::FLOAT), const_cast<float*>(first.px.data()));
   OIIO::ImageBuf tile;
   ASSERT_TRUE(OIIO::ImageBufAlgo::resize(tile, src, "lanczos3", 0.0f, OIIO::ROI(0, l.tile_width, 0, l.tile_height, 0, 1, 0, 4)));
@@ -129,7 +108,7 @@ TEST_F(ContactSheet, TheDemoChartIsTheChartAsSLog3Footage) {
 }
 
 TEST_F(ContactSheet, BadInputGetsOneLineAndLeavesNoTrace) {
-  write_exr(at("in.exr"), {4, 4, std::vector<float>(64, 0.5f)});
+  write_picture(at("in.exr"), {4, 4, 4, std::vector<float>(64, 0.5f)});
   std::ofstream(at("out.png")) << "precious";
   const std::string in = at("in.exr"), out = at("out.png");
   expect_failures({
