@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -57,6 +58,30 @@ Result run(const std::vector<std::string>& args, const std::vector<std::string>&
   r.out = slurp(out);
   r.err = slurp(err);
   return r;
+}
+
+// A run that must fail: its exit code, and what its one line on stderr says.
+struct Refused {
+  std::vector<std::string> argv;
+  int code;
+  std::vector<std::string> says;
+  std::string env = "";
+};
+
+// Runs each; `untouched` (when given) must keep the text "precious".
+inline void expect_failures(const std::vector<Refused>& cases, const std::string& untouched = "") {
+  for (const Refused& c : cases) {
+    std::string cmd = c.env;
+    for (auto& a : c.argv) cmd += " " + a;
+    Result r = run(c.argv, c.env.empty() ? std::vector<std::string>{} : std::vector<std::string>{c.env});
+    EXPECT_EQ(r.code, c.code) << cmd << "\n" << r.err;
+    EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << cmd << "\n" << r.err;
+    EXPECT_EQ(r.err.rfind("varno-render: ", 0), 0u) << r.err;
+    for (auto& s : c.says) EXPECT_NE(r.err.find(s), std::string::npos) << cmd << "\n" << r.err << "lacks: " << s;
+    if (!untouched.empty()) {
+      EXPECT_EQ(slurp(untouched), "precious") << cmd;
+    }
+  }
 }
 
 // Each test in a folder of its own, emptied first, for its inputs and outputs.

@@ -32,29 +32,6 @@ struct Listed : InFolder {
   }
 };
 
-// A run that must fail: its exit code, and what its one line on stderr says.
-struct Failing {
-  std::vector<std::string> argv;
-  int code;
-  std::vector<std::string> says;
-  std::string env = "";
-};
-
-// Runs each; `untouched` (when given) must keep the text "precious".
-inline void expect_failures(const std::vector<Failing>& cases, const std::string& untouched = "") {
-  for (const Failing& c : cases) {
-    std::string cmd = c.env;
-    for (auto& a : c.argv) cmd += " " + a;
-    Result r = run(c.argv, c.env.empty() ? std::vector<std::string>{} : std::vector<std::string>{c.env});
-    EXPECT_EQ(r.code, c.code) << cmd << "\n" << r.err;
-    EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << cmd << "\n" << r.err;
-    EXPECT_EQ(r.err.rfind("varno-render: ", 0), 0u) << r.err;
-    for (auto& s : c.says) EXPECT_NE(r.err.find(s), std::string::npos) << cmd << "\n" << r.err << "lacks: " << s;
-    if (!untouched.empty()) {
-      EXPECT_EQ(slurp(untouched), "precious") << cmd;
-    }
-  }
-}
 
 // varno-render's arguments: the built bundle, then --set for each setting, then the rest.
 inline std::vector<std::string> tool_args(const Sets& sets, const std::vector<std::string>& rest) {
