@@ -87,18 +87,25 @@ BENCHMARK(BM_Azione)
 
 // A slider moved: each frame a grade never seen before, so the table is
 // rebuilt, on a frame small enough that the rebuild is nearly all of it.
+// cursore 0: exposure (as temperature, tint or the footage's format: all of
+// it anew); 1: the look's strength (the kept renderings mixed again); 2: the
+// look (the neutral rendering kept).
 void BM_Azione_TabellaNuova(benchmark::State& st) {
   Fotogramma f(64, 36);
   ofxhost::Instance inst = plugin().create_instance();
   imposta(inst, kSoloGrado);
   // Never the same value twice in the process, or a recently built table answers.
   static int k = 0;
+  bool pari = false;
   for (auto _ : st) {
-    inst.set("ev", 0.5 + 1e-6 * ++k);
+    ++k;
+    if (st.range(0) == 0) inst.set("ev", 0.5 + 1e-6 * k);
+    if (st.range(0) >= 1) inst.set("forza", 0.5 + 1e-6 * k);
+    if (st.range(0) == 2) inst.set_choice("look", (pari = !pari) ? "Amber" : "Cinema Print");
     if (inst.render(0, f.r, f.src, f.dst) != kOfxStatOK) st.SkipWithError("render failed");
   }
 }
-BENCHMARK(BM_Azione_TabellaNuova)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_Azione_TabellaNuova)->ArgName("cursore")->Arg(0)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 // Two instances with different looks rendering in turn (a split screen):
 // the time of one render, grade only, at 3840x2160.

@@ -187,15 +187,16 @@ RGB applica_colore(RGB codice, const Contesto& ctx) {
   return applica_colore_lineare(esposizione(decodifica(codice, ctx.profilo), ctx), ctx);
 }
 
-RGB applica_colore_lineare(RGB lin, const Contesto& ctx) {
-  const RGB N = codifica(tonemap_ratio(lin, ctx.curva_neutra, 0.0f));
-  if (!ctx.look) return N;
+RGB neutra_lineare(RGB lin, const Contesto& ctx) { return codifica(tonemap_ratio(lin, ctx.curva_neutra, 0.0f)); }
 
-  const RGB v = ctx.look->tipo == 1 ? stampa(lin, *ctx.look, ctx.curva_look)
-                                    : grado(lin, *ctx.look, ctx.curva_look);
-  const float f = ctx.forza;
-  const float resto = 1.0f - f;
-  return RGB{v.r * f + resto * N.r, v.g * f + resto * N.g, v.b * f + resto * N.b};
+RGB look_lineare(RGB lin, const Contesto& ctx) {
+  return ctx.look->tipo == 1 ? stampa(lin, *ctx.look, ctx.curva_look) : grado(lin, *ctx.look, ctx.curva_look);
+}
+
+RGB applica_colore_lineare(RGB lin, const Contesto& ctx) {
+  const RGB N = neutra_lineare(lin, ctx);
+  if (!ctx.look) return N;
+  return con_forza(look_lineare(lin, ctx), N, ctx.forza);
 }
 
 }  // namespace varno

@@ -43,7 +43,16 @@ RGB esposizione(RGB decodificato, const Contesto& ctx);
 // The same with the exposure's gain, 2^ev, worked out once by the caller.
 RGB esposizione(RGB decodificato, float guadagno, const Contesto& ctx);
 float guadagno_esposizione(const Contesto& ctx);
-// The rest of the grade, from exposed linear light.
+// The rest of the grade, from exposed linear light: the look at its
+// strength over the neutral rendering (con_forza), or the neutral rendering
+// alone when no look is set.
 RGB applica_colore_lineare(RGB lin, const Contesto& ctx);
+// Its parts: the neutral rendering, and the look's own (a look must be set).
+RGB neutra_lineare(RGB lin, const Contesto& ctx);
+RGB look_lineare(RGB lin, const Contesto& ctx);
+inline RGB con_forza(RGB look, RGB neutra, float forza) {
+  const float resto = 1.0f - forza;
+  return RGB{look.r * forza + resto * neutra.r, look.g * forza + resto * neutra.g, look.b * forza + resto * neutra.b};
+}
 
 }  // namespace varno

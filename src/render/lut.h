@@ -44,13 +44,6 @@ struct ConMargine {
   bool operator!=(const ConMargine<U>&) const { return false; }
 };
 
-struct Lut3D {
-  int32_t N = 0;
-  std::vector<float, ConMargine<float>> dati;  // blue slowest, then green, red, channel
-
-  void costruisci(const Contesto& contesto, int n);
-};
-
 // The settings a table was built from: the look as validated, the profile as
 // resolved, the four doubles as the host gave them.
 struct ChiaveLut {
@@ -60,6 +53,27 @@ struct ChiaveLut {
   double ev = -99.0;
   double temp = -99.0;
   double tinta = -99.0;
+};
+
+// The two renderings of every lattice point a build worked out before the
+// look's strength mixed them (the look's only when a look is set), and the
+// settings they were worked out for.
+struct Rese {
+  bool valide = false;
+  int32_t N = 0;
+  ChiaveLut chiave;
+  std::vector<float> neutra, look;
+};
+
+struct Lut3D {
+  int32_t N = 0;
+  std::vector<float, ConMargine<float>> dati;  // blue slowest, then green, red, channel
+
+  // A whole build. With `rese` kept from an earlier build for `chiave`'s
+  // settings, only what the settings changed is worked out again: a new
+  // strength mixes the same renderings, a new look keeps the neutral one.
+  // The renderings are then chiave's.
+  void costruisci(const Contesto& contesto, int n, const ChiaveLut* chiave = nullptr, Rese* rese = nullptr);
 };
 
 // Brings the current table up to date for this key and returns it: one of the

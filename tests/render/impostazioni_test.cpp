@@ -180,6 +180,11 @@ TEST(ChiaveLut, EachFieldOfTheKeyRebuildsOnceAndChangesTheTable) {
     std::shared_ptr<const Lut3D> dopo = aggiorna_lut(s.chiave, s.contesto);
     EXPECT_EQ(lut_costruzioni(), n0 + 1);
     EXPECT_NE(dopo->dati, prima->dati);
+    // Whatever the build kept from the one before (both renderings for a new
+    // strength, the neutral one for a new look), the table is a whole build's.
+    Lut3D fresca;
+    fresca.costruisci(s.contesto, 81);
+    EXPECT_TRUE(dopo->dati == fresca.dati);
     aggiorna_lut(s.chiave, s.contesto);
     EXPECT_EQ(lut_costruzioni(), n0 + 1);
     prima = dopo;
