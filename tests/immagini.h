@@ -20,7 +20,7 @@ inline Picture read_picture(const std::string& path) {
   Picture p;
   auto in = OIIO::ImageInput::open(path);
   if (!in) return p;
-  const OIIO::ImageSpec& s = in->spec();
+  const OIIO::ImageSpec s = in->spec_dimensions(0);
   p = {s.width, s.height, s.nchannels, std::vector<float>(size_t(s.width) * s.height * s.nchannels)};
   if (!in->read_image(0, 0, 0, p.nch, OIIO::TypeDesc::FLOAT, p.px.data())) p = {};
   return p;
