@@ -17,6 +17,7 @@ struct Scorta {
   std::vector<std::vector<float>> liberi;  // the most recently returned last
   size_t byte = 0;
   uint64_t allocazioni = 0;
+  uint64_t riempiti = 0;  // floats zero-filled when a kept buffer grew
 };
 
 Scorta& scorta() {
@@ -32,22 +33,27 @@ Prestito::Prestito(size_t n) {
   Scorta& s = scorta();
   {
     std::lock_guard<std::mutex> lk(s.m);
-    // The smallest that holds n, so large buffers stay for large frames.
+    // The shortest kept buffer already n long or longer, and no more than
+    // twice n, so large buffers stay for large frames. One that a smaller
+    // request shortened is not grown again: growing zero-fills, and in a
+    // steady run of frames that would happen on every frame; a fresh buffer
+    // is taken once instead.
     size_t scelto = s.liberi.size();
-    for (size_t i = 0; i < s.liberi.size(); ++i)
-      if (s.liberi[i].capacity() >= n &&
-          (scelto == s.liberi.size() || s.liberi[i].capacity() < s.liberi[scelto].capacity()))
-        scelto = i;
+    for (size_t i = 0; i < s.liberi.size(); ++i) {
+      const size_t m = s.liberi[i].size();
+      if (m >= n && m / 2 <= n && (scelto == s.liberi.size() || m < s.liberi[scelto].size())) scelto = i;
+    }
     if (scelto < s.liberi.size()) {
       v_ = std::move(s.liberi[scelto]);
       s.liberi.erase(s.liberi.begin() + static_cast<std::ptrdiff_t>(scelto));
       s.byte -= byte_di(v_);
+      if (v_.size() < n) s.riempiti += n - v_.size();
     } else {
       ++s.allocazioni;
     }
   }
-  // A fresh buffer (or growth past the old size) is zero-filled once here,
-  // outside the lock; a reused one of the same size costs nothing.
+  // A fresh buffer is zero-filled once here, outside the lock; a kept one
+  // only ever shortens, which costs nothing.
   v_.resize(n);
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
   std::fill(v_.begin(), v_.end(), std::numeric_limits<float>::quiet_NaN());
@@ -71,6 +77,11 @@ Prestito::~Prestito() {
 uint64_t scorta_allocazioni() {
   std::lock_guard<std::mutex> lk(scorta().m);
   return scorta().allocazioni;
+}
+
+uint64_t scorta_riempiti() {
+  std::lock_guard<std::mutex> lk(scorta().m);
+  return scorta().riempiti;
 }
 
 size_t scorta_byte() {

@@ -30,6 +30,9 @@ class Prestito {
 
 // Fresh allocations made since the process started (tests).
 uint64_t scorta_allocazioni();
+// Floats zero-filled since the process started because a kept buffer lent
+// for a larger request had been shorter (tests).
+uint64_t scorta_riempiti();
 // Bytes held for reuse right now (tests).
 size_t scorta_byte();
 

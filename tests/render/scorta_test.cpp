@@ -70,4 +70,20 @@ TEST(Scorta, ASecondFrameOfTheSameSizeTakesNoFreshWholeFrameMemory) {
   EXPECT_EQ(g_grandi.load(), dopo_primo) << "the second frame allocated whole-frame buffers again";
 }
 
+// With the effects on, a frame borrows planes of several sizes (full and
+// reduced); none of them may shrink a frame-sized buffer that the next frame
+// then has zero-filled again.
+TEST(Scorta, FramesWithEffectsZeroFillNothingOnceSettled) {
+  Banco b;
+  ofxhost::Instance inst = b.p.create_instance();
+  const OfxRectI r{0, 0, 1920, 96};  // wide enough for the glows' reduced planes
+  ofxhost::Image src(r), dst(r);
+  src.fill(0.4f, 0.5f, 0.6f, 1.0f);
+  for (double t = 0; t < 2; ++t) ASSERT_EQ(inst.render(t, r, src, dst), kOfxStatOK);
+  const uint64_t allocazioni = scorta_allocazioni(), riempiti = scorta_riempiti();
+  for (double t = 2; t < 4; ++t) ASSERT_EQ(inst.render(t, r, src, dst), kOfxStatOK);
+  EXPECT_EQ(scorta_allocazioni(), allocazioni);
+  EXPECT_EQ(scorta_riempiti(), riempiti) << "settled frames zero-filled kept buffers";
+}
+
 }  // namespace
