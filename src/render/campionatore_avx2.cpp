@@ -175,22 +175,26 @@ VARNO_AVX2 __attribute__((always_inline)) inline void due_coppie(const float* S,
 }  // namespace
 
 VARNO_AVX2 void campiona_riga_avx2(const Lut3D& lut, const float* s, int64_t n, float* rgb, float* alfa) {
-  const Costanti k = costanti(lut.N);
-  const Angoli an = angoli(lut.N);
-  const float* S = lut.dati.data();
-  int64_t i = 0;
-  // Pairs while a whole 4-float store of the second pixel stays in the row.
-  for (; i + 2 < n; i += 2) {
-    const __m256 v = _mm256_loadu_ps(s + 4 * i);
-    __m256 r;
-    if (!due_pixel_interni(S, v, k, an, r)) r = due_pixel(S, v, k);
-    _mm_storeu_ps(rgb + 3 * i, _mm256_castps256_ps128(r));
-    _mm_storeu_ps(rgb + 3 * i + 3, _mm256_extractf128_ps(r, 1));
-    const __m256 a = _mm256_shuffle_ps(v, v, 0xFF);
-    _mm_store_ss(alfa + i, _mm256_castps256_ps128(a));
-    _mm_store_ss(alfa + i + 1, _mm256_extractf128_ps(a, 1));
+  // Graded as RGBA a block at a time into the cache, where the whole-cell and
+  // paired paths apply, then split into the triples and the alphas.
+  constexpr int64_t kBlocco = 64;
+  alignas(32) float blocco[kBlocco * 4];
+  for (int64_t i = 0; i < n; i += kBlocco) {
+    const int64_t m = n - i < kBlocco ? n - i : kBlocco;
+    campiona_riga_rgba_avx2(lut, s + 4 * i, m, blocco);
+    float* d = rgb + 3 * i;
+    // Each pixel's 4-float store has its fourth float overwritten by the next
+    // pixel's, so the row's last pixel goes out on its own.
+    const int64_t pieni = i + m < n ? m : m - 1;
+    for (int64_t j = 0; j < pieni; ++j) {
+      _mm_storeu_ps(d + 3 * j, _mm_load_ps(blocco + 4 * j));
+      alfa[i + j] = blocco[4 * j + 3];
+    }
+    for (int64_t j = pieni; j < m; ++j) {
+      for (int c = 0; c < 3; ++c) d[3 * j + c] = blocco[4 * j + c];
+      alfa[i + j] = blocco[4 * j + 3];
+    }
   }
-  campiona_riga_sse2(lut, s + 4 * i, n - i, rgb + 3 * i, alfa + i);
 }
 
 VARNO_AVX2 void campiona_riga_rgba_avx2(const Lut3D& lut, const float* s, int64_t n, float* rgba) {

@@ -210,28 +210,41 @@ VARNO_AVX512 __attribute__((always_inline)) inline void due_gruppi(const float* 
   _mm512_storeu_ps(rgba + 16, _mm512_mask_blend_ps(0x8888, q, w));
 }
 
+// Sixteen RGBA pixels to sixteen RGB triples and sixteen alphas.
+VARNO_AVX512 __attribute__((always_inline)) inline void separa_sedici(const float* rgba, float* rgb, float* alfa) {
+  const __m512 p0 = _mm512_load_ps(rgba), p1 = _mm512_load_ps(rgba + 16), p2 = _mm512_load_ps(rgba + 32),
+               p3 = _mm512_load_ps(rgba + 48);
+  // Output float k is pixel k / 3's channel k % 3, taken from the pair of
+  // registers that holds it.
+  const __m512i a = _mm512_setr_epi32(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, 16, 17, 18, 20);
+  const __m512i b = _mm512_setr_epi32(5, 6, 8, 9, 10, 12, 13, 14, 16, 17, 18, 20, 21, 22, 24, 25);
+  const __m512i c = _mm512_setr_epi32(10, 12, 13, 14, 16, 17, 18, 20, 21, 22, 24, 25, 26, 28, 29, 30);
+  _mm512_storeu_ps(rgb, _mm512_permutex2var_ps(p0, a, p1));
+  _mm512_storeu_ps(rgb + 16, _mm512_permutex2var_ps(p1, b, p2));
+  _mm512_storeu_ps(rgb + 32, _mm512_permutex2var_ps(p2, c, p3));
+  const __m512i alfe = _mm512_setr_epi32(3, 7, 11, 15, 19, 23, 27, 31, 0, 0, 0, 0, 0, 0, 0, 0);
+  const __m256 basse = _mm512_castps512_ps256(_mm512_permutex2var_ps(p0, alfe, p1));
+  const __m256 alte = _mm512_castps512_ps256(_mm512_permutex2var_ps(p2, alfe, p3));
+  _mm512_storeu_ps(alfa, _mm512_insertf32x8(_mm512_castps256_ps512(basse), alte, 1));
+}
+
 }  // namespace
 
 VARNO_AVX512 void campiona_riga_avx512(const Lut3D& lut, const float* s, int64_t n, float* rgb, float* alfa) {
-  const Costanti k = costanti(lut.N);
-  const Angoli an = angoli(lut.N);
-  const float* S = lut.dati.data();
-  int64_t i = 0;
-  // Each pixel's three values go out with a 4-float store that the next pixel
-  // overwrites, so a group runs only while a pixel follows it in the row.
-  for (; i + 4 < n; i += 4) {
-    const __m512 v = _mm512_loadu_ps(s + 4 * i);
-    __m512 r;
-    if (!quattro_pixel_interni(S, v, k, an, r)) r = quattro_pixel(S, v, k);
-    _mm_storeu_ps(rgb + 3 * i, _mm512_extractf32x4_ps(r, 0));
-    _mm_storeu_ps(rgb + 3 * i + 3, _mm512_extractf32x4_ps(r, 1));
-    _mm_storeu_ps(rgb + 3 * i + 6, _mm512_extractf32x4_ps(r, 2));
-    _mm_storeu_ps(rgb + 3 * i + 9, _mm512_extractf32x4_ps(r, 3));
-    // Alphas are lanes 3, 7, 11 and 15.
-    const __m512i indici = _mm512_setr_epi32(3, 7, 11, 15, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0);
-    _mm_storeu_ps(alfa + i, _mm512_castps512_ps128(_mm512_permutexvar_ps(indici, v)));
+  // Graded as RGBA a block at a time into the cache, where the whole-cell and
+  // paired paths apply, then split into the triples and the alphas.
+  constexpr int64_t kBlocco = 64;
+  alignas(64) float blocco[kBlocco * 4];
+  for (int64_t i = 0; i < n; i += kBlocco) {
+    const int64_t m = n - i < kBlocco ? n - i : kBlocco;
+    campiona_riga_rgba_avx512(lut, s + 4 * i, m, blocco);
+    int64_t j = 0;
+    for (; j + 16 <= m; j += 16) separa_sedici(blocco + 4 * j, rgb + 3 * (i + j), alfa + i + j);
+    for (; j < m; ++j) {
+      for (int c = 0; c < 3; ++c) rgb[3 * (i + j) + c] = blocco[4 * j + c];
+      alfa[i + j] = blocco[4 * j + 3];
+    }
   }
-  campiona_riga_avx2(lut, s + 4 * i, n - i, rgb + 3 * i, alfa + i);
 }
 
 VARNO_AVX512 void campiona_riga_rgba_avx512(const Lut3D& lut, const float* s, int64_t n, float* rgba) {

@@ -52,20 +52,23 @@ bool stessi_bit(const float* a, const float* b, size_t n) { return std::memcmp(a
 TEST(Campionatore, EveryVariantGivesTheBitsOfTheOnePixelRule) {
   const Lut3D t = tabella(3);
   // Rows that are all inside the table's cells, rows with pixels on its last
-  // point, at every length up to a few vector widths.
+  // point, at every length up to a few vector widths and around the lengths a
+  // row is worked in.
   for (int caso = 0; caso < 2; ++caso) {
-    const std::vector<float> s = caso == 0 ? sorgente(64, 9) : [] {
-      std::vector<float> v = sorgente(64, 10);
+    const std::vector<float> s = caso == 0 ? sorgente(160, 9) : [] {
+      std::vector<float> v = sorgente(160, 10);
       for (size_t i = 0; i < v.size(); ++i)
         if (v[i] != v[i] || v[i] >= 1.0f || v[i] <= 0.0f) v[i] = 0.37f;  // only whole cells
       return v;
     }();
-    std::vector<float> attesi(64 * 3);
-    for (size_t i = 0; i < 64; ++i) campiona_pixel(t, &s[i * 4], &attesi[i * 3]);
+    std::vector<float> attesi(160 * 3);
+    for (size_t i = 0; i < 160; ++i) campiona_pixel(t, &s[i * 4], &attesi[i * 3]);
+    std::vector<int64_t> lunghezze = {63, 64, 65, 127, 128, 129, 160};
+    for (int64_t n = 37; n >= 0; --n) lunghezze.insert(lunghezze.begin(), n);
     for (int isa = 0; isa <= static_cast<int>(isa_disponibile()); ++isa) {
       limita_isa(static_cast<Isa>(isa));
       SCOPED_TRACE(nome_isa(static_cast<Isa>(isa)));
-      for (int64_t n = 0; n <= 37; ++n) {
+      for (const int64_t n : lunghezze) {
         // Guards around the output show a store past the row's end.
         std::vector<float> rgb(n * 3 + 8, -9.0f), alfa(n + 8, -9.0f), rgba(n * 4 + 8, -9.0f);
         campiona_riga(t, s.data(), n, rgb.data() + 4, alfa.data() + 4);
