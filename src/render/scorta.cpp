@@ -33,15 +33,18 @@ Prestito::Prestito(size_t n) {
   Scorta& s = scorta();
   {
     std::lock_guard<std::mutex> lk(s.m);
-    // The shortest kept buffer already n long or longer, and no more than
-    // twice n, so large buffers stay for large frames. One that a smaller
-    // request shortened is not grown again: growing zero-fills, and in a
-    // steady run of frames that would happen on every frame; a fresh buffer
-    // is taken once instead.
+    // The smallest that holds n and is no more than twice n, so large
+    // buffers stay for large frames: a small plane that shortened a
+    // frame-sized buffer would have it zero-filled again when the next frame
+    // borrows it. Among those, one already n long or longer first.
     size_t scelto = s.liberi.size();
+    auto meglio = [&](const std::vector<float>& a, const std::vector<float>& b) {
+      const bool pronto_a = a.size() >= n, pronto_b = b.size() >= n;
+      return pronto_a != pronto_b ? pronto_a : a.capacity() < b.capacity();
+    };
     for (size_t i = 0; i < s.liberi.size(); ++i) {
-      const size_t m = s.liberi[i].size();
-      if (m >= n && m / 2 <= n && (scelto == s.liberi.size() || m < s.liberi[scelto].size())) scelto = i;
+      const size_t c = s.liberi[i].capacity();
+      if (c >= n && c / 2 <= n && (scelto == s.liberi.size() || meglio(s.liberi[i], s.liberi[scelto]))) scelto = i;
     }
     if (scelto < s.liberi.size()) {
       v_ = std::move(s.liberi[scelto]);
@@ -52,8 +55,8 @@ Prestito::Prestito(size_t n) {
       ++s.allocazioni;
     }
   }
-  // A fresh buffer is zero-filled once here, outside the lock; a kept one
-  // only ever shortens, which costs nothing.
+  // A fresh buffer is zero-filled once here, outside the lock, as is the
+  // part of a kept one beyond what its last borrower used.
   v_.resize(n);
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
   std::fill(v_.begin(), v_.end(), std::numeric_limits<float>::quiet_NaN());

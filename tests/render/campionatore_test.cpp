@@ -91,18 +91,21 @@ TEST(Campionatore, EveryVariantGivesTheBitsOfTheOnePixelRule) {
   }
 }
 
-// A host image: bounds, rows top-down or bottom-up, filled with a value.
+// A host image: bounds, rows top-down or bottom-up, filled with a value; its
+// pixels 16-byte aligned or one float off.
 struct Immagine4 {
   OfxRectI b;
   bool capovolta;
+  int64_t primo;
   std::vector<float> mem;
-  Immagine4(OfxRectI bb, bool cap, float v) : b(bb), capovolta(cap), mem(static_cast<size_t>((b.x2 - b.x1) * (b.y2 - b.y1) * 4), v) {}
+  Immagine4(OfxRectI bb, bool cap, float v, bool spostata = false)
+      : b(bb), capovolta(cap), primo(spostata ? 1 : 0), mem(static_cast<size_t>((b.x2 - b.x1) * (b.y2 - b.y1) * 4 + primo), v) {}
   VistaImmagine vista() {
     const int64_t w = b.x2 - b.x1, h = b.y2 - b.y1;
     VistaImmagine v;
     v.bounds = b;
     v.row_bytes = (capovolta ? -16 : 16) * w;
-    v.dati = reinterpret_cast<char*>(mem.data() + (capovolta ? (h - 1) * w * 4 : 0));
+    v.dati = reinterpret_cast<char*>(mem.data() + primo + (capovolta ? (h - 1) * w * 4 : 0));
     return v;
   }
 };
@@ -156,11 +159,12 @@ TEST(PassataDiretta, GivesTheBitsOfGradingThenWritingForAnyWindowAndBounds) {
       {{10, 10, 30, 26}, {40, 40, 60, 60}, {0, 0, 50, 50}, true},    // no source at all in the window
       {{0, 0, 21, 17}, {0, 5, 21, 9}, {0, 0, 21, 17}, false},        // source only on a few rows
   };
-  for (const auto& c : casi) {
+  for (const auto& c : casi)
+  for (const bool spostata : {false, true}) {
     Immagine4 src(c.sorgente, c.capovolta, 0.0f);
     const std::vector<float> s = sorgente(src.mem.size() / 4, 11);
     src.mem = s;
-    Immagine4 a(c.uscita, !c.capovolta, -7.0f), b(c.uscita, !c.capovolta, -7.0f);
+    Immagine4 a(c.uscita, !c.capovolta, -7.0f, spostata), b(c.uscita, !c.capovolta, -7.0f, spostata);
     const int64_t W = c.finestra.x2 - c.finestra.x1, H = c.finestra.y2 - c.finestra.y1;
     Immagine img(static_cast<size_t>(W * H * 3));
     Piano alfa(static_cast<size_t>(W * H));
@@ -168,7 +172,7 @@ TEST(PassataDiretta, GivesTheBitsOfGradingThenWritingForAnyWindowAndBounds) {
     passata_scrittura(a.vista(), c.finestra, img, alfa);
     passata_diretta(src.vista(), b.vista(), c.finestra, t);
     EXPECT_TRUE(stessi_bit(a.mem.data(), b.mem.data(), a.mem.size()))
-        << c.finestra.x1 << "," << c.finestra.y1 << " " << c.finestra.x2 << "," << c.finestra.y2;
+        << c.finestra.x1 << "," << c.finestra.y1 << " " << c.finestra.x2 << "," << c.finestra.y2 << (spostata ? " unaligned" : "");
   }
 }
 
