@@ -57,7 +57,9 @@ bool serve_piano(const int* ordine, int n, int pos) {
 
 }  // namespace
 
-void applica_fx(Immagine& img, int32_t larghezza, int32_t altezza, const FxRicetta& ricetta) {
+bool luma_prima(const FxRicetta& ricetta) { return ricetta.enhance > 0.0f || ricetta.pelle > 0.0f; }
+
+void applica_fx(Immagine& img, int32_t larghezza, int32_t altezza, const FxRicetta& ricetta, Piano* luma_data) {
   if (larghezza < 1 || altezza < 1) return;
   const int64_t pixel = static_cast<int64_t>(larghezza) * altezza;
   // The caller owes a picture of this size; one that is short is left alone
@@ -82,8 +84,10 @@ void applica_fx(Immagine& img, int32_t larghezza, int32_t altezza, const FxRicet
   const bool aberrazione = ricetta.ca > 0.0f;
 
   if (n > 0) {
-    Prestito prestito(static_cast<size_t>(pixel));
-    Piano& luma = *prestito;
+    const bool luma_pronta = ordine[0] < 2 && luma_data != nullptr && luma_data->size() >= static_cast<uint64_t>(pixel);
+    std::optional<Prestito> prestito;
+    if (!luma_pronta) prestito.emplace(static_cast<size_t>(pixel));
+    Piano& luma = luma_pronta ? *luma_data : **prestito;
     // Every stage's luma is the picture's as the stage before it left it,
     // except after bloom, which leaves luma as it was: what follows builds its
     // mask from the picture before the bloom, which keeps the streak from
@@ -110,7 +114,7 @@ void applica_fx(Immagine& img, int32_t larghezza, int32_t altezza, const FxRicet
     lettura.scrivi = false;
     lettura.luma_nuova = serve_piano(ordine, n, 0) ? luma.data() : nullptr;
     lettura.prossima = prepara(0, false, true);
-    componi(k, lettura);
+    if (!luma_pronta) componi(k, lettura);
 
     for (int pos = 0; pos < n; ++pos) {
       const int i = ordine[pos];

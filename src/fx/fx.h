@@ -31,8 +31,14 @@ inline float luma_pixel(const float* p) { return luminanza(p[0], p[1], p[2]); }
 // Recomputes the whole plane from the live picture.
 void aggiorna_luma(const Immagine& img, Piano& luma, const Quadro& q);
 
-// Runs the twelve stages in order on img, in place.
-void applica_fx(Immagine& img, int32_t larghezza, int32_t altezza, const FxRicetta& ricetta);
+// Whether the chain's first pass over the picture only takes its luma (enhance
+// or skin diffusion runs first): the caller may then work the plane out as it
+// writes the picture and hand it to applica_fx, which skips that pass.
+bool luma_prima(const FxRicetta& ricetta);
+
+// Runs the twelve stages in order on img, in place. luma, when given and
+// luma_prima holds, is the picture's luma and becomes the chain's plane.
+void applica_fx(Immagine& img, int32_t larghezza, int32_t altezza, const FxRicetta& ricetta, Piano* luma = nullptr);
 
 struct Coda;
 struct Prossima;

@@ -4,8 +4,10 @@
 
 #include <cstdint>
 #include <cstring>
+#include <optional>
 
 #include "fx/fx.h"
+#include "fx/nuclei.h"
 #include "host/host.h"
 #include "render/campionatore.h"
 #include "render/impostazioni.h"
@@ -97,11 +99,12 @@ struct Nero {
 }  // namespace
 
 void passata_colore(const VistaImmagine& src, const OfxRectI& finestra, const Lut3D& lut, Immagine& immagine,
-                    Piano& alfa) {
+                    Piano& alfa, float* luma) {
   const int64_t W = static_cast<int64_t>(finestra.x2) - finestra.x1;
   const int64_t H = static_cast<int64_t>(finestra.y2) - finestra.y1;
   const Colonne dentro = colonne_dentro(src, finestra, W);
   const Nero nero(lut);
+  const Nuclei& k = nuclei();
   parallel_for(static_cast<uint64_t>(H), [&](uint64_t yy) {
     const int64_t y = static_cast<int64_t>(yy);
     float* rgb = &immagine[static_cast<size_t>(y * W * 3)];
@@ -116,6 +119,7 @@ void passata_colore(const VistaImmagine& src, const OfxRectI& finestra, const Lu
     if (c.a > c.da)
       campiona_riga(lut, riga + (finestra.x1 + c.da - src.bounds.x1) * 4, c.a - c.da, rgb + c.da * 3, a + c.da);
     for (int64_t x = c.a > c.da ? c.a : c.da; x < W; ++x) nera(x);
+    if (luma != nullptr) k.luma(rgb, luma + y * W, W);
   });
 }
 
@@ -222,8 +226,10 @@ OfxStatus render(OfxImageEffectHandle handle, OfxPropertySetHandle inArgs) {
   // Kept from frame to frame; the grading pass writes every value.
   Prestito immagine(static_cast<size_t>(W * H * 3));
   Prestito alfa(static_cast<size_t>(W * H));
-  passata_colore(src, finestra, *lut, *immagine, *alfa);
-  applica_fx(*immagine, static_cast<int32_t>(W), static_cast<int32_t>(H), imp.ricetta);
+  std::optional<Prestito> luma;
+  if (luma_prima(imp.ricetta)) luma.emplace(static_cast<size_t>(W * H));
+  passata_colore(src, finestra, *lut, *immagine, *alfa, luma ? luma->data() : nullptr);
+  applica_fx(*immagine, static_cast<int32_t>(W), static_cast<int32_t>(H), imp.ricetta, luma ? &**luma : nullptr);
   passata_scrittura(out, finestra, *immagine, *alfa);
   return kOfxStatOK;
 }

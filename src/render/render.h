@@ -24,10 +24,11 @@ struct VistaImmagine {
 constexpr int64_t kPixelMassimi = int64_t{1} << 28;
 
 // Samples the table for every pixel of the window into immagine (W*H*3) and
-// sets the alpha aside in alfa (W*H). Pixels outside the source's bounds read
-// as transparent black.
+// sets the alpha aside in alfa (W*H); with luma (W*H), also the luma of each
+// graded pixel, while its row is in the cache. Pixels outside the source's
+// bounds read as transparent black.
 void passata_colore(const VistaImmagine& src, const OfxRectI& finestra, const Lut3D& lut, Immagine& immagine,
-                    Piano& alfa);
+                    Piano& alfa, float* luma = nullptr);
 // Grades the window straight into the output where it lies inside the
 // output's bounds, when no effect runs: the same bits as passata_colore then
 // passata_scrittura.
