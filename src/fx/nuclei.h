@@ -96,8 +96,6 @@ struct ParamComposto {
 
 struct ParamAberrazione {
   float* img = nullptr;
-  const float* rosso = nullptr;  // copies of the red and blue channels
-  const float* blu = nullptr;
   int64_t larghezza = 0, altezza = 0;
   const float* colonna_dx = nullptr;   // x - cx
   const float* colonna_nx2 = nullptr;  // ((x - cx) / cx)^2
@@ -145,9 +143,10 @@ struct Nuclei {
   void (*verticale_componi)(const ParamComposto& p, const float* src, int64_t x0, int64_t colonne, int64_t raggio);
   // Full-size row y of a reduced plane, w samples.
   void (*ingrandisci)(const Ingrandimento& g, const float* copia, float* riga, int64_t w, int64_t y);
-  // Row y of the picture, red and blue sampled from their planes (which keep
-  // 2 * corsie floats of room past their end).
-  void (*aberrazione)(const ParamAberrazione& p, int64_t y);
+  // Row y of the picture, red and blue sampled from copies of the picture's
+  // rows as they were: rosso[r] and blu[r] hold row r's, with 2 * corsie
+  // floats of room past its end, for every row within the reach of row y.
+  void (*aberrazione)(const ParamAberrazione& p, const float* const* rosso, const float* const* blu, int64_t y);
   // Red and blue of n RGB pixels into planes of their own; `flusso`: the
   // planes are far larger than the caches, so the stores bypass them.
   void (*separa)(const float* rgb, float* rosso, float* blu, int64_t n, bool flusso);

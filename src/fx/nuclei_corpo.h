@@ -696,8 +696,8 @@ NUCLEO VF tieni(VF v, float limite) {
 // held to the last pixel, so a frame 1 wide or high never reads outside. The
 // lanes of a vector sample neighbouring places: each row they reach is read
 // with two loads and its samples picked by lane; lanes spread wider than that
-// take the samples one at a time. The plane keeps 2N floats of room past its end.
-NUCLEO VF campiona_piano(const float* piano, int64_t w, int64_t h, VF sx, VF sy, int64_t n) {
+// take the samples one at a time. Each row keeps 2N floats of room past its end.
+NUCLEO VF campiona_piano(const float* const* righe, int64_t w, int64_t h, VF sx, VF sy, int64_t n) {
   const VI wm1 = VI{} + static_cast<int32_t>(w - 1), hm1 = VI{} + static_cast<int32_t>(h - 1);
   VI ix = __builtin_convertvector(sx, VI);
   VI iy = __builtin_convertvector(sy, VI);
@@ -715,7 +715,7 @@ NUCLEO VF campiona_piano(const float* piano, int64_t w, int64_t h, VF sx, VF sy,
   if (nessuna(fuori)) {
     VF a[3], b[3];
     for (int r = 0; r < 3; ++r) {
-      const float* riga = piano + minore(y0 + r, h - 1) * w + x0;
+      const float* riga = righe[minore(y0 + r, h - 1)] + x0;
       const VF lo = carica(riga), hi = carica(riga + N);
       a[r] = scegli(lo, hi, ix - x0);
       b[r] = scegli(lo, hi, ix1 - x0);
@@ -728,12 +728,14 @@ NUCLEO VF campiona_piano(const float* piano, int64_t w, int64_t h, VF sx, VF sy,
     v11 = b0 ? b[0] : (b1 ? b[1] : b[2]);
   } else {
     for (int64_t i = 0; i < N; ++i) {
-      const int64_t r0 = (i < n ? iy[i] : 0) * w, r1 = (i < n ? iy1[i] : 0) * w;
+      // Idle lanes read the sampled row of lane 0.
+      const float* r0 = righe[iy[i < n ? i : 0]];
+      const float* r1 = righe[iy1[i < n ? i : 0]];
       const int64_t c0 = i < n ? ix[i] : 0, c1 = i < n ? ix1[i] : 0;
-      v00[i] = piano[r0 + c0];
-      v01[i] = piano[r0 + c1];
-      v10[i] = piano[r1 + c0];
-      v11[i] = piano[r1 + c1];
+      v00[i] = r0[c0];
+      v01[i] = r0[c1];
+      v10[i] = r1[c0];
+      v11[i] = r1[c1];
     }
   }
   return (v00 * (1.0f - tx) + v01 * tx) * (1.0f - ty) + (v10 * (1.0f - tx) + v11 * tx) * ty;
@@ -760,7 +762,8 @@ VARNO_VARIANTE void k_separa(const float* rgb, float* rosso, float* blu, int64_t
   if (flusso) barriera_flusso();
 }
 
-VARNO_VARIANTE void k_aberrazione(const ParamAberrazione& p, int64_t y) {
+VARNO_VARIANTE void k_aberrazione(const ParamAberrazione& p, const float* const* rosso, const float* const* blu,
+                                  int64_t y) {
   const int64_t w = p.larghezza, h = p.altezza;
   float* riga = p.img + y * w * 3;
   const float dy = static_cast<float>(y) - p.cy;
@@ -776,8 +779,8 @@ VARNO_VARIANTE void k_aberrazione(const ParamAberrazione& p, int64_t y) {
     const VF DY = uguali(dy);
     VF R, G, B;
     leggi_rgb(riga + 3 * x, R, G, B, n);
-    R = campiona_piano(p.rosso, w, h, tieni(dx * ar + p.cx, p.lx), tieni(DY * ar + p.cy, p.ly), n);
-    B = campiona_piano(p.blu, w, h, tieni(dx * ab + p.cx, p.lx), tieni(DY * ab + p.cy, p.ly), n);
+    R = campiona_piano(rosso, w, h, tieni(dx * ar + p.cx, p.lx), tieni(DY * ar + p.cy, p.ly), n);
+    B = campiona_piano(blu, w, h, tieni(dx * ab + p.cx, p.lx), tieni(DY * ab + p.cy, p.ly), n);
     applica_coda(p.coda, coda, x, n, R, G, B);
     scrivi_rgb(riga + 3 * x, R, G, B, n);
   }

@@ -240,6 +240,29 @@ TEST(Varianti, TheFrameMeanAddsAsOneValueAfterAnother) {
   });
 }
 
+// Aberration copies the rows its samples reach just before it overwrites
+// them, working in bands of rows; the reach grows with the strength and the
+// frame's height. Reaches of a few rows and of dozens, a last band shorter
+// than the rows copied at its ends, and strengths no band can hold.
+TEST(Varianti, AberrationReachesTheRowsItNeedsAtAnyStrength) {
+  const struct {
+    int w, h;
+    float ca;
+  } casi[] = {{40, 1000, 0.6f}, {33, 700, 2.5f}, {24, 1300, 5.0f}, {31, 400, 1e30f},
+              {17, 300, std::numeric_limits<float>::infinity()}};
+  per_variante([&] {
+    for (const auto& c : casi) {
+      SCOPED_TRACE(testing::Message() << c.w << "x" << c.h << " strength " << c.ca);
+      const Quadro q = calcola_quadro(c.w, c.h);
+      const Immagine sorgente = ostili(static_cast<size_t>(c.w * c.h * 3), static_cast<uint32_t>(c.h), false);
+      Immagine atteso = sorgente, img = sorgente;
+      regola::aberrazione(atteso, q, c.ca);
+      fx_aberrazione(img, q, c.ca);
+      ASSERT_TRUE(come_la_regola(img, atteso));
+    }
+  });
+}
+
 // From 2048x2048 up, a plane is larger than the caches and the passes stream
 // their stores past them: that path too gives the rule's bits.
 TEST(Varianti, PlanesLargerThanTheCachesStreamTheSameBits) {
