@@ -59,12 +59,13 @@ bool serve_piano(const int* ordine, int n, int pos) {
 
 bool luma_prima(const FxRicetta& ricetta) { return ricetta.enhance > 0.0f || ricetta.pelle > 0.0f; }
 
-void applica_fx(Immagine& img, int32_t larghezza, int32_t altezza, const FxRicetta& ricetta, Piano* luma_data) {
-  if (larghezza < 1 || altezza < 1) return;
+bool applica_fx(Immagine& img, int32_t larghezza, int32_t altezza, const FxRicetta& ricetta, Piano* luma_data,
+                const Uscita* uscita) {
+  if (larghezza < 1 || altezza < 1) return false;
   const int64_t pixel = static_cast<int64_t>(larghezza) * altezza;
   // The caller owes a picture of this size; one that is short is left alone
   // rather than read past its end.
-  if (img.size() / 3 < static_cast<uint64_t>(pixel)) return;
+  if (img.size() / 3 < static_cast<uint64_t>(pixel)) return false;
 
   const Quadro q = calcola_quadro(larghezza, altezza);
   const Nuclei& k = nuclei();
@@ -80,7 +81,8 @@ void applica_fx(Immagine& img, int32_t larghezza, int32_t altezza, const FxRicet
 
   // The vignette and the grain ride on the last pass that writes the picture
   // before them: aberration's if it runs, else the last stage's composite.
-  const CodaCatena coda(k, q, ricetta.vignetta, ricetta.grana, ricetta.fotogramma);
+  CodaCatena coda(k, q, ricetta.vignetta, ricetta.grana, ricetta.fotogramma);
+  coda.scrivi_in(uscita);
   const bool aberrazione = ricetta.ca > 0.0f;
 
   if (n > 0) {
@@ -143,6 +145,7 @@ void applica_fx(Immagine& img, int32_t larghezza, int32_t altezza, const FxRicet
   } else if (!coda.vuota() && n == 0) {
     componi(k, composto(Composto::nessuno, img, q, 0.0f, Seguito{nullptr, &coda.coda()}));
   }
+  return uscita != nullptr;
 }
 
 }  // namespace varno

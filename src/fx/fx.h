@@ -36,9 +36,13 @@ void aggiorna_luma(const Immagine& img, Piano& luma, const Quadro& q);
 // writes the picture and hand it to applica_fx, which skips that pass.
 bool luma_prima(const FxRicetta& ricetta);
 
+struct Uscita;
 // Runs the twelve stages in order on img, in place. luma, when given and
 // luma_prima holds, is the picture's luma and becomes the chain's plane.
-void applica_fx(Immagine& img, int32_t larghezza, int32_t altezza, const FxRicetta& ricetta, Piano* luma = nullptr);
+// With uscita, the last pass writes the render's output instead of the
+// picture (which is then left part way); true when it did.
+bool applica_fx(Immagine& img, int32_t larghezza, int32_t altezza, const FxRicetta& ricetta, Piano* luma = nullptr,
+                const Uscita* uscita = nullptr);
 
 struct Coda;
 struct Prossima;

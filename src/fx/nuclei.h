@@ -52,14 +52,29 @@ struct Ingrandimento {
   const float* tx = nullptr;        // per column
 };
 
+// Where the frame's last pass leaves its pixels when they are the render's
+// output: frame row y is the host image's row at dati + (y + dy) * row_bytes,
+// column x its pixel x + dx (four floats), for rows ya .. yb - 1 and columns
+// xa .. xb - 1 of the frame, which lie inside the image; alpha comes from
+// the plane the grading set aside, a float a frame pixel.
+struct Uscita {
+  char* dati = nullptr;
+  int64_t row_bytes = 0;
+  int64_t dx = 0, dy = 0;
+  int64_t xa = 0, xb = 0, ya = 0, yb = 0;
+  const float* alfa = nullptr;
+};
+
 // The per-pixel stages at the end of the chain, laid over a composite's
-// pixels after it: the vignette's mask, then the grain's noise grid.
+// pixels after it: the vignette's mask, then the grain's noise grid; then,
+// when given, the output written in place of the picture.
 struct Coda {
   const float* vignetta = nullptr;
   float quanto_vignetta = 0.0f;
   const float* rumore = nullptr;  // cells of 2 x 2
   Ingrandimento celle;
   float grana = 0.0f;
+  const Uscita* uscita = nullptr;
 };
 
 // A stage's reduction done by the pass that writes the picture before it: the

@@ -417,6 +417,43 @@ NUCLEO void applica_coda(const Coda& k, const RigheCoda& r, int64_t x, int64_t n
   }
 }
 
+// R, G, B and A as RGBA pixels: vector K of the interleaved sequence.
+constexpr int intreccio4(int k, int i) { return (k * N + i) / 4; }
+template <int K, size_t... I>
+NUCLEO VF intreccia4(VF r, VF g, VF b, VF a, std::index_sequence<I...>) {
+  const VF rg = __builtin_shufflevector(r, g, ((K * N + I) % 4 == 1 ? N + intreccio4(K, I) : intreccio4(K, I))...);
+  const VF ba = __builtin_shufflevector(b, a, ((K * N + I) % 4 == 3 ? N + intreccio4(K, I) : intreccio4(K, I))...);
+  return __builtin_shufflevector(rg, ba, ((K * N + I) % 4 >= 2 ? int(N + I) : int(I))...);
+}
+
+// n pixels of frame row y from column x to the output, where they fall inside
+// it, with their alpha.
+NUCLEO void scrivi_uscita(const Uscita& u, int64_t w, int64_t y, int64_t x, int64_t n, VF R, VF G, VF B) {
+  if (y < u.ya || y >= u.yb) return;
+  const int64_t da = x > u.xa ? x : u.xa, a = x + n < u.xb ? x + n : u.xb;
+  if (a <= da) return;
+  float* riga = reinterpret_cast<float*>(u.dati + (y + u.dy) * u.row_bytes);
+  const float* alfa = u.alfa + y * w;
+  if (da == x && a - x == N) {
+    const VF A = carica(alfa + x);
+    float* d = riga + (x + u.dx) * 4;
+    const VF v[4] = {intreccia4<0>(R, G, B, A, std::make_index_sequence<N>{}),
+                     intreccia4<1>(R, G, B, A, std::make_index_sequence<N>{}),
+                     intreccia4<2>(R, G, B, A, std::make_index_sequence<N>{}),
+                     intreccia4<3>(R, G, B, A, std::make_index_sequence<N>{})};
+    // Nothing here reads the output again: aligned rows bypass the cache.
+    if (reinterpret_cast<uintptr_t>(d) % sizeof(VF) == 0)
+      for (int k = 0; k < 4; ++k) salva_flusso(d + k * N, v[k]);
+    else
+      for (int k = 0; k < 4; ++k) salva(d + k * N, v[k]);
+    return;
+  }
+  for (int64_t c = da; c < a; ++c) {
+    const float px[4] = {R[c - x], G[c - x], B[c - x], alfa[c]};
+    std::memcpy(riga + (c + u.dx) * 4, px, sizeof px);
+  }
+}
+
 // Floats a row of a pass's outputs for the next stage's masks holds: luma,
 // then red, green and blue, this far apart.
 constexpr int64_t kRigaUscita = kColonneVerticali + 4 * N;
@@ -490,7 +527,10 @@ NUCLEO void componi_vettore(const ParamComposto& p, const RigheCoda& coda, int64
     }
   }
   applica_coda(p.coda, coda, x, n, R, G, B);
-  if (p.scrivi) scrivi_rgb(pixel, R, G, B, n);
+  if (p.coda.uscita != nullptr)
+    scrivi_uscita(*p.coda.uscita, w, y, x, n, R, G, B);
+  else if (p.scrivi)
+    scrivi_rgb(pixel, R, G, B, n);
 }
 
 // The reduction that rides on a pass: which masks, how the rows of block
@@ -602,6 +642,7 @@ VARNO_VARIANTE void k_componi(const ParamComposto& p, int64_t b) {
                   b * rid.p->passo, Xa, nX);
   }
   if (rid.p != nullptr && rid.p->blocchi != nullptr) somma_blocchi(rid, p, ya, yb);
+  if (p.coda.uscita != nullptr) barriera_flusso();
 }
 
 // The last vertical pass of a full-size blur down `colonne` columns from x0
@@ -660,6 +701,7 @@ VARNO_VARIANTE void k_verticale_componi(const ParamComposto& p, const float* src
       for (int64_t i = 0; i < rid.K * vettori; ++i) blocchi[i] = VF{};
     }
   }
+  if (p.coda.uscita != nullptr) barriera_flusso();
 }
 
 VARNO_VARIANTE void k_verticale_componi_tutti(const ParamComposto& p, const float* src, int64_t x0, int64_t colonne,
@@ -782,8 +824,12 @@ VARNO_VARIANTE void k_aberrazione(const ParamAberrazione& p, const float* const*
     R = campiona_piano(rosso, w, h, tieni(dx * ar + p.cx, p.lx), tieni(DY * ar + p.cy, p.ly), n);
     B = campiona_piano(blu, w, h, tieni(dx * ab + p.cx, p.lx), tieni(DY * ab + p.cy, p.ly), n);
     applica_coda(p.coda, coda, x, n, R, G, B);
-    scrivi_rgb(riga + 3 * x, R, G, B, n);
+    if (p.coda.uscita != nullptr)
+      scrivi_uscita(*p.coda.uscita, w, y, x, n, R, G, B);
+    else
+      scrivi_rgb(riga + 3 * x, R, G, B, n);
   }
+  if (p.coda.uscita != nullptr) barriera_flusso();
 }
 
 // --- Star ----------------------------------------------------------------------------

@@ -51,7 +51,9 @@ class Tabella {
 class CodaCatena {
  public:
   CodaCatena(const Nuclei& k, const Quadro& q, float vignetta, float grana, int32_t fotogramma);
-  bool vuota() const { return c_.vignetta == nullptr && c_.rumore == nullptr; }
+  bool vuota() const { return c_.vignetta == nullptr && c_.rumore == nullptr && c_.uscita == nullptr; }
+  // The last pass writes the output rather than the picture.
+  void scrivi_in(const Uscita* u) { c_.uscita = u; }
   const Coda& coda() const { return c_; }
 
  private:

@@ -147,6 +147,23 @@ void passata_diretta(const VistaImmagine& src, const VistaImmagine& out, const O
   });
 }
 
+Uscita uscita_di(const VistaImmagine& out, const OfxRectI& finestra, const Piano& alfa) {
+  const int64_t W = static_cast<int64_t>(finestra.x2) - finestra.x1;
+  const int64_t H = static_cast<int64_t>(finestra.y2) - finestra.y1;
+  Uscita u;
+  u.dati = out.dati;
+  u.row_bytes = out.row_bytes;
+  u.dx = static_cast<int64_t>(finestra.x1) - out.bounds.x1;
+  u.dy = static_cast<int64_t>(finestra.y1) - out.bounds.y1;
+  u.xa = minimo(W, massimo(0, static_cast<int64_t>(out.bounds.x1) - finestra.x1));
+  u.xb = massimo(u.xa, minimo(W, static_cast<int64_t>(out.bounds.x2) - finestra.x1));
+  u.ya = minimo(H, massimo(0, static_cast<int64_t>(out.bounds.y1) - finestra.y1));
+  u.yb = massimo(u.ya, minimo(H, static_cast<int64_t>(out.bounds.y2) - finestra.y1));
+  if (out.dati == nullptr) u.yb = u.ya;
+  u.alfa = alfa.data();
+  return u;
+}
+
 void passata_scrittura(const VistaImmagine& out, const OfxRectI& finestra, const Immagine& immagine,
                        const Piano& alfa) {
   const int64_t W = static_cast<int64_t>(finestra.x2) - finestra.x1;
@@ -229,8 +246,11 @@ OfxStatus render(OfxImageEffectHandle handle, OfxPropertySetHandle inArgs) {
   std::optional<Prestito> luma;
   if (luma_prima(imp.ricetta)) luma.emplace(static_cast<size_t>(W * H));
   passata_colore(src, finestra, *lut, *immagine, *alfa, luma ? luma->data() : nullptr);
-  applica_fx(*immagine, static_cast<int32_t>(W), static_cast<int32_t>(H), imp.ricetta, luma ? &**luma : nullptr);
-  passata_scrittura(out, finestra, *immagine, *alfa);
+  // The chain's last pass writes the output itself.
+  const Uscita u = uscita_di(out, finestra, *alfa);
+  if (!applica_fx(*immagine, static_cast<int32_t>(W), static_cast<int32_t>(H), imp.ricetta, luma ? &**luma : nullptr,
+                  &u))
+    passata_scrittura(out, finestra, *immagine, *alfa);
   return kOfxStatOK;
 }
 

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "fx/nuclei.h"
 #include "fx/ricetta.h"
 #include "host/ofx_abi.h"
 #include "render/lut.h"
@@ -37,5 +38,8 @@ void passata_diretta(const VistaImmagine& src, const VistaImmagine& out, const O
 // the output's bounds; nothing else of the output is touched.
 void passata_scrittura(const VistaImmagine& out, const OfxRectI& finestra, const Immagine& immagine,
                        const Piano& alfa);
+// Where the effects' last pass writes the same pixels as passata_scrittura
+// would, with alfa as their alpha.
+Uscita uscita_di(const VistaImmagine& out, const OfxRectI& finestra, const Piano& alfa);
 
 }  // namespace varno

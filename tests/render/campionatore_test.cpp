@@ -9,6 +9,7 @@
 #include <random>
 #include <vector>
 
+#include "fx/fx.h"
 #include "render/campionatore.h"
 #include "render/cpu.h"
 #include "render/render.h"
@@ -174,6 +175,56 @@ TEST(PassataDiretta, GivesTheBitsOfGradingThenWritingForAnyWindowAndBounds) {
     EXPECT_TRUE(stessi_bit(a.mem.data(), b.mem.data(), a.mem.size()))
         << c.finestra.x1 << "," << c.finestra.y1 << " " << c.finestra.x2 << "," << c.finestra.y2 << (spostata ? " unaligned" : "");
   }
+}
+
+// With effects on, the chain's last pass writes the output itself: the same
+// bits as running the chain on the picture and copying it out, whichever
+// pass comes last (enhance's columns, a glow's composite, White Pro-Mist's
+// four planes, the aberration, the vignette and grain alone), for any window
+// and output bounds, on rows aligned or not.
+TEST(PassataDiretta, TheChainsLastPassWritesWhatCopyingThePictureOutWould) {
+  std::vector<FxRicetta> ricette(6);
+  ricette[0].enhance = 0.5f;
+  ricette[1].halation = 0.6f;
+  ricette[1].vignetta = 0.4f;
+  ricette[2].mistw = 0.5f;
+  ricette[3] = {0.3f, 0.6f, 0.5f, 0.3f, 0.4f, 0.3f, 0.5f, 0.4f, 7, 0.4f, 0.4f, 0.4f, 0.8f, 6};
+  ricette[4].grana = 0.5f;
+  ricette[4].vignetta = 0.2f;
+  ricette[5].ca = 0.7f;
+  const struct {
+    OfxRectI finestra, uscita;
+    bool capovolta;
+  } casi[] = {
+      {{0, 0, 37, 19}, {0, 0, 37, 19}, false},
+      {{-6, -3, 30, 20}, {-8, -5, 40, 22}, true},  // output larger than the window
+      {{0, 0, 40, 20}, {3, 2, 33, 17}, false},     // output short on every side
+      {{0, 0, 1931, 6}, {5, 1, 1925, 6}, true},    // wide enough for reduced glows
+  };
+  for (int isa = 0; isa <= static_cast<int>(isa_disponibile()); ++isa)
+  for (const FxRicetta& r : ricette)
+    for (const auto& c : casi)
+      for (const bool spostata : {false, true}) {
+        limita_isa(static_cast<Isa>(isa));
+        const int64_t W = c.finestra.x2 - c.finestra.x1, H = c.finestra.y2 - c.finestra.y1;
+        const std::vector<float> s = sorgente(static_cast<size_t>(W * H), 13);
+        Immagine img(static_cast<size_t>(W * H * 3));
+        Piano alfa(static_cast<size_t>(W * H));
+        for (int64_t i = 0; i < W * H; ++i) {
+          for (int k = 0; k < 3; ++k) img[static_cast<size_t>(i * 3 + k)] = s[static_cast<size_t>(i * 4 + k)];
+          alfa[static_cast<size_t>(i)] = s[static_cast<size_t>(i * 4 + 3)];
+        }
+        Immagine4 a(c.uscita, c.capovolta, -7.0f, spostata), b(c.uscita, c.capovolta, -7.0f, spostata);
+        Immagine copia = img;
+        ASSERT_FALSE(applica_fx(copia, static_cast<int32_t>(W), static_cast<int32_t>(H), r));
+        passata_scrittura(a.vista(), c.finestra, copia, alfa);
+        const Uscita u = uscita_di(b.vista(), c.finestra, alfa);
+        ASSERT_TRUE(applica_fx(img, static_cast<int32_t>(W), static_cast<int32_t>(H), r, nullptr, &u));
+        ASSERT_TRUE(stessi_bit(a.mem.data(), b.mem.data(), a.mem.size()))
+            << nome_isa(static_cast<Isa>(isa)) << " recipe " << (&r - ricette.data()) << " window " << c.finestra.x2
+            << "x" << c.finestra.y2 << (spostata ? " unaligned" : "");
+      }
+  limita_isa(Isa::avx512);
 }
 
 }  // namespace
