@@ -1,8 +1,5 @@
 #include "render/render.h"
 
-#include <emmintrin.h>
-
-#include <cstdint>
 #include <cstring>
 #include <optional>
 
@@ -174,27 +171,11 @@ void passata_scrittura(const VistaImmagine& out, const OfxRectI& finestra, const
     const int64_t y = static_cast<int64_t>(yy);
     const int64_t Y = finestra.y1 + y;
     if (Y < out.bounds.y1 || Y >= out.bounds.y2 || out.dati == nullptr) return;
-    float* d = reinterpret_cast<float*>(out.dati + (Y - out.bounds.y1) * out.row_bytes) + (finestra.x1 - out.bounds.x1) * 4;
-    const float* p = &immagine[static_cast<size_t>(y * W * 3)];
-    const float* a = &alfa[static_cast<size_t>(y * W)];
-    // A pixel's triple is read as four floats, the fourth being the next
-    // pixel's red, so the window row's last pixel is copied on its own. Rows
-    // the host aligned are written past the cache: nothing here reads them.
-    const int64_t pieni = xb < W ? xb : xb - 1;
-    auto unisci = [&](int64_t x) {
-      const __m128 v = _mm_loadu_ps(p + x * 3);
-      return _mm_shuffle_ps(v, _mm_unpackhi_ps(v, _mm_load1_ps(a + x)), _MM_SHUFFLE(1, 0, 1, 0));
-    };
-    int64_t x = xa;
-    if (reinterpret_cast<uintptr_t>(d) % 16 == 0) {
-      for (; x < pieni; ++x) _mm_stream_ps(d + x * 4, unisci(x));
-      _mm_sfence();  // visible before the row counts as done
-    } else {
-      for (; x < pieni; ++x) _mm_storeu_ps(d + x * 4, unisci(x));
-    }
-    for (; x < xb; ++x) {
-      const float px[4] = {p[x * 3], p[x * 3 + 1], p[x * 3 + 2], a[x]};
-      std::memcpy(d + x * 4, px, sizeof px);
+    char* riga = out.dati + (Y - out.bounds.y1) * out.row_bytes;
+    for (int64_t x = xa; x < xb; ++x) {
+      const float* p = &immagine[static_cast<size_t>((y * W + x) * 3)];
+      const float px[4] = {p[0], p[1], p[2], alfa[static_cast<size_t>(y * W + x)]};
+      std::memcpy(riga + (finestra.x1 + x - out.bounds.x1) * 16, px, sizeof px);
     }
   });
 }

@@ -35,7 +35,8 @@ void passata_colore(const VistaImmagine& src, const OfxRectI& finestra, const Lu
 // passata_scrittura.
 void passata_diretta(const VistaImmagine& src, const VistaImmagine& out, const OfxRectI& finestra, const Lut3D& lut);
 // Copies immagine and alfa into the window of the output, where it lies inside
-// the output's bounds; nothing else of the output is touched.
+// the output's bounds; nothing else of the output is touched. (With effects
+// on, their last pass writes the output itself; this is what it stands for.)
 void passata_scrittura(const VistaImmagine& out, const OfxRectI& finestra, const Immagine& immagine,
                        const Piano& alfa);
 // Where the effects' last pass writes the same pixels as passata_scrittura
