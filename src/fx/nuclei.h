@@ -174,6 +174,8 @@ struct Nuclei {
   void (*rumore)(float* riga, int64_t wg, uint32_t y, uint32_t fotogramma);
   // The blocks of kBloccoSomma values in x[0, n), kFloatBlocco floats each.
   void (*somme)(const float* x, int64_t n, float* blocchi);
+  // t^1.6 of n values, as the C library's powf gives it (the halation mask's).
+  void (*potenza)(const float* t, float* r, int64_t n);
 };
 
 const Nuclei& nuclei();

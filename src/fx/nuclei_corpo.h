@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "fx/nuclei.h"
+#include "fx/potenza_corpo.h"
 #include "fx/vettore.h"
 
 namespace varno {
@@ -31,6 +32,14 @@ VARNO_VARIANTE void k_luma(const float* rgb, float* luma, int64_t n) {
     VF r, g, b;
     leggi_rgb(rgb + 3 * x, r, g, b, k);
     salva(luma + x, luminanza(r, g, b), k);
+  }
+}
+
+// t^1.6 for n values, as powf gives it.
+VARNO_VARIANTE void k_potenza(const float* t, float* r, int64_t n) {
+  for (int64_t x = 0; x < n; x += N) {
+    const int64_t k = minore(N, n - x);
+    salva(r + x, potenza_1_6(carica(t + x, k)), k);
   }
 }
 
@@ -155,11 +164,9 @@ NUCLEO void valori_maschera(VF l, VF r, VF g, VF b, VF* m) {
   }
   if constexpr (M == Maschera::halation) {
     const VF t = rampa(l, 0.62f, 0.38f);
-    VF v = t;
+    // 0 and 1 are their own powers.
     const VI dentro = (t > VF{}) & (t < uguali(1.0f));
-    for (int i = 0; i < N; ++i)
-      if (dentro[i]) v[i] = std::pow(t[i], 1.6f);  // 0 and 1 are their own powers
-    m[0] = v;
+    m[0] = nessuna(dentro) ? t : (dentro ? potenza_1_6(dentro ? t : uguali(0.5f)) : t);
   } else if constexpr (M == Maschera::bloom) {
     const VF t = rampa(l, 0.72f, 0.28f);
     m[0] = l * t * t;
@@ -953,6 +960,7 @@ Nuclei crea_nuclei(Isa isa) {
   k.stella = k_stella;
   k.rumore = k_rumore;
   k.somme = k_somme;
+  k.potenza = k_potenza;
   return k;
 }
 

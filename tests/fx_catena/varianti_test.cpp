@@ -7,10 +7,12 @@
 // compiler's choice, for the rule as for the kernels.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <limits>
 #include <random>
+#include <thread>
 #include <utility>
 
 #include "aiuto.h"
@@ -283,4 +285,56 @@ TEST(Varianti, PlanesLargerThanTheCachesStreamTheSameBits) {
     fx_aberrazione(img, q, regola::quanto(9, r));
     EXPECT_TRUE(come_la_regola(img, atteso));
   });
+}
+
+// The halation mask raises its ramp to 1.6 by the C library's own steps in
+// double lanes (SSE2 calls powf itself). Every float from 2^-24 to 1 gets
+// powf's bits: the ramp gives nothing smaller but 0. Below, every 1009th, and
+// the inputs outside powf's usual path (0, 1, subnormals, results that
+// underflow, negatives, infinities, NaN) that go to powf itself. The
+// sanitizers take every 61st.
+TEST(Varianti, TheHalationPowerIsPowfForEveryInputTheRampGives) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  constexpr uint32_t kFitto = 61;
+#else
+  constexpr uint32_t kFitto = 1;
+#endif
+  constexpr uint32_t kRado = 1009, kSoglia = 0x33800000u /* 2^-24 */, kFine = 0x3f800000u /* 1 */;
+  std::vector<Isa> isa = varianti();
+  isa.erase(std::remove(isa.begin(), isa.end(), Isa::sse2), isa.end());
+  // Values each variant got wrong, by thread.
+  std::vector<uint64_t> sbagliati(2 * isa.size(), 0);
+  auto confronta = [&](std::vector<float>& t, int filo) {
+    std::vector<float> atteso(t.size()), r(t.size());
+    for (size_t i = 0; i < t.size(); ++i) atteso[i] = std::pow(t[i], 1.6f);
+    for (size_t v = 0; v < isa.size(); ++v) {
+      nuclei_di(isa[v])->potenza(t.data(), r.data(), static_cast<int64_t>(t.size()));
+      if (std::memcmp(r.data(), atteso.data(), t.size() * sizeof(float)) == 0) continue;
+      for (size_t i = 0; i < t.size(); ++i)
+        if (std::memcmp(&r[i], &atteso[i], sizeof(float)) != 0 && !(std::isnan(r[i]) && std::isnan(atteso[i])))
+          ++sbagliati[2 * v + static_cast<size_t>(filo)];
+    }
+  };
+  // The floats with bits da, da + passo, ... below a, in blocks.
+  auto intervallo = [&](uint32_t da, uint32_t a, uint32_t passo, int filo) {
+    std::vector<float> t;
+    for (uint64_t b = da; b < a; b += passo) {
+      const uint32_t bit = static_cast<uint32_t>(b);
+      t.push_back(0.0f);
+      std::memcpy(&t.back(), &bit, sizeof bit);
+      if (t.size() == (1u << 16)) confronta(t, filo), t.clear();
+    }
+    if (!t.empty()) confronta(t, filo);
+  };
+  const uint32_t meta = kSoglia + (kFine - kSoglia) / 2;
+  std::thread altro([&] { intervallo(meta, kFine, kFitto, 1); });
+  intervallo(kSoglia, meta, kFitto, 0);
+  intervallo(1, kSoglia, kRado * kFitto, 0);
+  std::vector<float> speciali = {0.0f, -0.0f, 1.0f, 1e-40f, 1e-45f, 1.17549435e-38f, 0x1p-78f, 0x1p-80f, 0x1p-94f,
+                                 -0.5f, 2.0f, std::numeric_limits<float>::infinity(),
+                                 std::numeric_limits<float>::quiet_NaN()};
+  confronta(speciali, 0);
+  altro.join();
+  for (size_t v = 0; v < isa.size(); ++v)
+    EXPECT_EQ(sbagliati[2 * v] + sbagliati[2 * v + 1], 0u) << nome_isa(isa[v]);
 }
