@@ -106,10 +106,7 @@ VARNO_VARIANTE void k_verticale(const float* src, float* dst, int64_t passo, int
     const float* b = src + esce * passo;
     float* d = dst + y * passo;
     if (flusso) {
-      // The group's rows are short runs far apart, which the processor does
-      // not fetch ahead by itself: ask for the ones the sum takes soon.
-      const float* avanti = src + minore(entra + 16, ultimo) * passo;
-      for (int64_t j = 0; j < colonne; j += 16) __builtin_prefetch(avanti + j);
+      anticipa(src + minore(entra + 16, ultimo) * passo, colonne);
       for (int64_t j = 0; j < intere; ++j) {
         salva_flusso(d + j * N, somma[j] / finestra);
         somma[j] = somma[j] + (carica(a + j * N) - carica(b + j * N));
@@ -280,6 +277,12 @@ VARNO_VARIANTE void k_riduci(const ParamRiduzione& p, int64_t Y) {
     const int64_t nx = minore(larghi, w - xa);
     VF somma[4 * kGruppoRidotto / N];
     for (int64_t i = 0; i < K * vettori; ++i) somma[i] = VF{};
+    // The next group's runs of the band's rows.
+    const int64_t dopo = minore(w, xa + larghi), n_dopo = minore(w, dopo + larghi) - dopo;
+    for (int64_t y = y0; y < y1; ++y) {
+      anticipa(p.luma + y * w + dopo, n_dopo);
+      if (canali) anticipa(p.img + (y * w + dopo) * 3, 3 * n_dopo);
+    }
     for (int64_t y = y0; y < y1; ++y) {
       const float* riga = p.luma + y * w + xa;
       for (int64_t x = 0; x < larghi; x += N) salva(l + x, carica(riga + x, nx - x));
@@ -624,6 +627,17 @@ VARNO_VARIANTE void k_componi(const ParamComposto& p, int64_t b) {
     const int64_t vettori = (nX + N - 1) / N;
     VF somma[4 * kGruppoRidotto / N];
     for (int64_t i = 0; i < rid.K * vettori; ++i) somma[i] = VF{};
+    // The next group's runs of the band's rows, of everything read at full size.
+    const int64_t dopo = minore(w, xa + gruppo), n_dopo = minore(w, dopo + gruppo) - dopo;
+    for (int64_t y = ya; y < yb; ++y) {
+      const int64_t i = y * w + dopo;
+      anticipa(p.img + i * 3, 3 * n_dopo);
+      if (p.coda.uscita != nullptr) anticipa(p.coda.uscita->alfa + i, n_dopo);
+      if (p.coda.vignetta != nullptr) anticipa(p.coda.vignetta + i, n_dopo);
+      if (rid.p != nullptr && rid.p->luma_dal_piano) anticipa(p.luma + i, n_dopo);
+      if (!ingrandisce)
+        for (int k = 0; k < piani_composto(E); ++k) anticipa(p.piani[k] + i, n_dopo);
+    }
     for (int64_t y = ya; y < yb; ++y) {
       const bool accumula_riga = y < yr && nX > 0;
       const RigheRidotte r = ingrandisce ? righe_ridotte(g, y) : RigheRidotte{};
@@ -685,11 +699,9 @@ VARNO_VARIANTE void k_verticale_componi(const ParamComposto& p, const float* src
     const float* a = colonna + entra * w;
     const float* b = colonna + esce * w;
     const int64_t avanti = minore(y + 8, ultimo);
-    for (int64_t j = 0; j < colonne; j += 16) {
-      __builtin_prefetch(colonna + minore(entra + 16, ultimo) * w + j);
-      __builtin_prefetch(p.luma + avanti * w + x0 + j);
-    }
-    for (int64_t j = 0; j < 3 * colonne; j += 16) __builtin_prefetch(p.img + (avanti * w + x0) * 3 + j);
+    anticipa(colonna + minore(entra + 16, ultimo) * w, colonne);
+    anticipa(p.luma + avanti * w + x0, colonne);
+    anticipa(p.img + (avanti * w + x0) * 3, 3 * colonne);
     const RigheCoda coda = righe_coda(p.coda, w, y);
     const bool accumula_riga = y < rid.righe && nX > 0;
     for (int64_t j = 0; j < nv; ++j) {
