@@ -52,16 +52,20 @@ bool stessi_bit(const float* a, const float* b, size_t n) { return std::memcmp(a
 
 TEST(Campionatore, EveryVariantGivesTheBitsOfTheOnePixelRule) {
   const Lut3D t = tabella(3);
-  // Rows that are all inside the table's cells, rows with pixels on its last
-  // point, at every length up to a few vector widths and around the lengths a
-  // row is worked in.
-  for (int caso = 0; caso < 2; ++caso) {
-    const std::vector<float> s = caso == 0 ? sorgente(160, 9) : [] {
-      std::vector<float> v = sorgente(160, 10);
-      for (size_t i = 0; i < v.size(); ++i)
-        if (v[i] != v[i] || v[i] >= 1.0f || v[i] <= 0.0f) v[i] = 0.37f;  // only whole cells
-      return v;
-    }();
+  // Rows with pixels on the table's last point, rows that are all inside its
+  // cells, and rows inside its first and last cells only (where the wider
+  // loads reach furthest), at every length up to a few vector widths and
+  // around the lengths a row is worked in.
+  for (int caso = 0; caso < 3; ++caso) {
+    std::vector<float> s = sorgente(160, 9 + caso);
+    if (caso == 1)
+      for (float& v : s)
+        if (v != v || v >= 1.0f || v <= 0.0f) v = 0.37f;  // only whole cells
+    if (caso == 2) {
+      const float estremi[] = {1e-6f, 0.012f, 0.9876f, 0.99999994f};
+      std::mt19937 g(11);
+      for (float& v : s) v = estremi[g() % 4];
+    }
     std::vector<float> attesi(160 * 3);
     for (size_t i = 0; i < 160; ++i) campiona_pixel(t, &s[i * 4], &attesi[i * 3]);
     std::vector<int64_t> lunghezze = {63, 64, 65, 127, 128, 129, 160};
