@@ -45,41 +45,52 @@ VARNO_VARIANTE void k_potenza(const float* t, float* r, int64_t n) {
 
 // --- Running sums --------------------------------------------------------------
 
+// The band's rows from columns xb on, k of them, turned into the columns of girata.
+NUCLEO void gira_dentro(const float* fascia, float* girata, int64_t n, int64_t righe, int64_t xb, int64_t k) {
+  VF v[N];
+  for (int i = 0; i < N; ++i) v[i] = i < righe ? carica(fascia + i * n + xb, k) : VF{};
+  trasponi(v);
+  for (int64_t j = 0; j < k; ++j) salva(girata + (xb + j) * N, v[j]);
+}
+
+// k steps of the sum down the turned band from column xb, the results turned
+// back into the band's rows.
+NUCLEO void somma_giu(const float* girata, float* fascia, int64_t n, int64_t righe, int64_t xb, int64_t k,
+                      int64_t raggio, float finestra, VF& somma) {
+  const int64_t ultimo = n - 1;
+  VF blocco[N];
+  for (int64_t j = 0; j < k; ++j) {
+    const int64_t x = xb + j;
+    blocco[j] = somma / finestra;
+    const int64_t entra = x + raggio + 1 < ultimo ? x + raggio + 1 : ultimo;
+    const int64_t esce = x - raggio > 0 ? x - raggio : 0;
+    somma = somma + (carica(girata + entra * N) - carica(girata + esce * N));
+  }
+  for (int64_t j = k; j < N; ++j) blocco[j] = VF{};
+  trasponi(blocco);
+  for (int64_t i = 0; i < righe; ++i) salva(fascia + i * n + xb, blocco[i], k);
+}
+
 // Along rows: the band is copied row by row into scratch, turned so that each
 // lane carries one row, the sum runs down the turned band exactly as it would
 // along each row, and the results are turned back and copied out row by row.
 // Each row streams on its own rather than sixteen at once. Reads the whole
-// band before writing, so src may be dst.
+// band before writing, so src may be dst. Whole blocks of a whole band take
+// fixed counts, so their vectors stay in registers.
 VARNO_VARIANTE void k_orizzontale(const float* src, float* dst, int64_t passo, int64_t righe, int64_t n,
                                   int64_t raggio, float* appoggio) {
   float* const fascia = appoggio;         // the band, n a row
   float* const girata = appoggio + n * N;  // column x at girata + x * N
   for (int64_t i = 0; i < righe; ++i) std::memcpy(fascia + i * n, src + i * passo, static_cast<size_t>(n) * sizeof(float));
-  for (int64_t xb = 0; xb < n; xb += N) {
-    const int64_t k = minore(N, n - xb);
-    VF v[N];
-    for (int i = 0; i < N; ++i) v[i] = i < righe ? carica(fascia + i * n + xb, k) : VF{};
-    trasponi(v);
-    for (int64_t j = 0; j < k; ++j) salva(girata + (xb + j) * N, v[j]);
-  }
+  const int64_t intere = righe == N ? n / N * N : 0;
+  for (int64_t xb = 0; xb < intere; xb += N) gira_dentro(fascia, girata, n, N, xb, N);
+  for (int64_t xb = intere; xb < n; xb += N) gira_dentro(fascia, girata, n, righe, xb, minore(N, n - xb));
   const float finestra = static_cast<float>(2 * raggio + 1);
   const int64_t ultimo = n - 1;
   VF somma = {};
   for (int64_t k = -raggio; k <= raggio; ++k) somma += carica(girata + (k < 0 ? 0 : (k > ultimo ? ultimo : k)) * N);
-  for (int64_t xb = 0; xb < n; xb += N) {
-    const int64_t k = minore(N, n - xb);
-    VF blocco[N];
-    for (int64_t j = 0; j < k; ++j) {
-      const int64_t x = xb + j;
-      blocco[j] = somma / finestra;
-      const int64_t entra = x + raggio + 1 < ultimo ? x + raggio + 1 : ultimo;
-      const int64_t esce = x - raggio > 0 ? x - raggio : 0;
-      somma = somma + (carica(girata + entra * N) - carica(girata + esce * N));
-    }
-    for (int64_t j = k; j < N; ++j) blocco[j] = VF{};
-    trasponi(blocco);
-    for (int64_t i = 0; i < righe; ++i) salva(fascia + i * n + xb, blocco[i], k);
-  }
+  for (int64_t xb = 0; xb < intere; xb += N) somma_giu(girata, fascia, n, N, xb, N, raggio, finestra, somma);
+  for (int64_t xb = intere; xb < n; xb += N) somma_giu(girata, fascia, n, righe, xb, minore(N, n - xb), raggio, finestra, somma);
   for (int64_t i = 0; i < righe; ++i) std::memcpy(dst + i * passo, fascia + i * n, static_cast<size_t>(n) * sizeof(float));
 }
 
