@@ -864,28 +864,38 @@ VARNO_VARIANTE void k_aberrazione(const ParamAberrazione& p, const float* const*
 
 // --- Star ----------------------------------------------------------------------------
 
-// Each pixel sums its taps from 0 in ascending order, weight times sample; taps
-// off the plane land on the zero border, and adding +0 to a sum of
-// non-negative terms changes nothing. The lines' sums, each divided by the
-// total weight, are added in order.
+// B vectors of a reduced row from column x, side by side so that the adds'
+// latency is hidden. Each pixel sums its taps from 0 in ascending order,
+// weight times sample; taps off the plane land on the zero border, and adding
+// +0 to a sum of non-negative terms changes nothing. The lines' sums, each
+// divided by the total weight, are added in order.
+template <int64_t B>
+NUCLEO void stella_blocco(const float* piano, int64_t passo, int64_t w2, int64_t y, int64_t x, int32_t direzioni,
+                          int64_t taps, const int32_t* spostamenti, const float* pesi, float peso_totale, float* riga) {
+  VF somma[B] = {};
+  for (int32_t d = 0; d < direzioni; ++d) {
+    const int32_t* ox = spostamenti + static_cast<int64_t>(d) * 2 * taps;
+    const int32_t* oy = ox + taps;
+    VF linea[B] = {};
+    for (int64_t i = 0; i < taps; ++i) {
+      const float* s = piano + (y + oy[i]) * passo + x + ox[i];
+      const VF peso = uguali(pesi[i]);
+      for (int64_t b = 0; b < B; ++b) linea[b] = linea[b] + peso * carica(s + b * N);
+    }
+    for (int64_t b = 0; b < B; ++b) somma[b] = somma[b] + linea[b] / peso_totale;
+  }
+  for (int64_t b = 0; b < B && x + b * N < w2; ++b) salva(riga + x + b * N, somma[b], minore(N, w2 - x - b * N));
+}
+
+// Twelve vectors at a time, which spreads each tap's address over more
+// samples; the row's end in fours, reading at most three vectors past it.
 VARNO_VARIANTE void k_stella(const float* piano, int64_t passo, int64_t w2, int64_t y, int32_t direzioni, int64_t taps,
                              const int32_t* spostamenti, const float* pesi, float peso_totale, float* riga) {
-  constexpr int64_t B = 8;  // vectors summed side by side, enough to hide the adds' latency
-  for (int64_t x = 0; x < w2; x += B * N) {
-    VF somma[B] = {};
-    for (int32_t d = 0; d < direzioni; ++d) {
-      const int32_t* ox = spostamenti + static_cast<int64_t>(d) * 2 * taps;
-      const int32_t* oy = ox + taps;
-      VF linea[B] = {};
-      for (int64_t i = 0; i < taps; ++i) {
-        const float* s = piano + (y + oy[i]) * passo + x + ox[i];
-        const VF peso = uguali(pesi[i]);
-        for (int64_t b = 0; b < B; ++b) linea[b] = linea[b] + peso * carica(s + b * N);
-      }
-      for (int64_t b = 0; b < B; ++b) somma[b] = somma[b] + linea[b] / peso_totale;
-    }
-    for (int64_t b = 0; b < B && x + b * N < w2; ++b) salva(riga + x + b * N, somma[b], minore(N, w2 - x - b * N));
-  }
+  int64_t x = 0;
+  for (; x + 12 * N <= w2; x += 12 * N)
+    stella_blocco<12>(piano, passo, w2, y, x, direzioni, taps, spostamenti, pesi, peso_totale, riga);
+  for (; x < w2; x += 4 * N)
+    stella_blocco<4>(piano, passo, w2, y, x, direzioni, taps, spostamenti, pesi, peso_totale, riga);
 }
 
 // --- Grain -------------------------------------------------------------------------

@@ -158,11 +158,11 @@ Ridotti::Ridotti(Maschera m, const Quadro& q, int32_t riduzione, int64_t bordo)
       w2_(lato_ridotto(q.larghezza, riduzione)),
       h2_(lato_ridotto(q.altezza, riduzione)),
       passo_(w2_ + 2 * bordo) {
-  // Room past the end for the kernels' whole-vector reads (eight vectors
+  // Room past the end for the kernels' whole-vector reads (four vectors
   // for the star's).
   const int64_t righe = h2_ + 2 * bordo;
   for (int i = 0; i < piani_; ++i) {
-    Prestito& p = p_[i].emplace(static_cast<size_t>(passo_ * righe + 8 * kMarginePiano));
+    Prestito& p = p_[i].emplace(static_cast<size_t>(passo_ * righe + 4 * kMarginePiano));
     origine_[i] = p.data() + bordo * passo_ + bordo;
     if (bordo == 0) continue;
     float* const inizio = p.data();
