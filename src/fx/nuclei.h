@@ -165,11 +165,12 @@ struct Nuclei {
   // Red and blue of n RGB pixels into planes of their own; `flusso`: the
   // planes are far larger than the caches, so the stores bypass them.
   void (*separa)(const float* rgb, float* rosso, float* blu, int64_t n, bool flusso);
-  // Reduced row y of the star: `piano` is the reduced mask with a zero border
-  // of mezza samples all round, rows `passo` apart, pointing at sample (0, 0);
+  // Reduced rows y to y + righe - 1 (righe 1 or 2) of the star, into riga,
+  // w2 floats a row: `piano` is the reduced mask with a zero border of mezza
+  // samples all round, rows `passo` apart, pointing at sample (0, 0);
   // spostamenti hold each line's tap offsets x then y, taps of them per line.
-  void (*stella)(const float* piano, int64_t passo, int64_t w2, int64_t y, int32_t direzioni, int64_t taps,
-                 const int32_t* spostamenti, const float* pesi, float peso_totale, float* riga);
+  void (*stella)(const float* piano, int64_t passo, int64_t w2, int64_t y, int64_t righe, int32_t direzioni,
+                 int64_t taps, const int32_t* spostamenti, const float* pesi, float peso_totale, float* riga);
   // Noise of the cells of grain row y.
   void (*rumore)(float* riga, int64_t wg, uint32_t y, uint32_t fotogramma);
   // The blocks of kBloccoSomma values in x[0, n), kFloatBlocco floats each.

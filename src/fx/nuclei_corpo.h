@@ -864,38 +864,54 @@ VARNO_VARIANTE void k_aberrazione(const ParamAberrazione& p, const float* const*
 
 // --- Star ----------------------------------------------------------------------------
 
-// B vectors of a reduced row from column x, side by side so that the adds'
-// latency is hidden. Each pixel sums its taps from 0 in ascending order,
-// weight times sample; taps off the plane land on the zero border, and adding
-// +0 to a sum of non-negative terms changes nothing. The lines' sums, each
-// divided by the total weight, are added in order.
-template <int64_t B>
+// B vectors of R reduced rows from column x, side by side so that the adds'
+// latency is hidden and a tap's samples for the second row, one row down,
+// are mostly the first row's next taps, still in the cache. Each pixel sums
+// its taps from 0 in ascending order, weight times sample; taps off the plane
+// land on the zero border, and adding +0 to a sum of non-negative terms
+// changes nothing. The lines' sums, each divided by the total weight, are
+// added in order.
+template <int64_t R, int64_t B>
 NUCLEO void stella_blocco(const float* piano, int64_t passo, int64_t w2, int64_t y, int64_t x, int32_t direzioni,
                           int64_t taps, const int32_t* spostamenti, const float* pesi, float peso_totale, float* riga) {
-  VF somma[B] = {};
+  VF somma[R][B] = {};
   for (int32_t d = 0; d < direzioni; ++d) {
     const int32_t* ox = spostamenti + static_cast<int64_t>(d) * 2 * taps;
     const int32_t* oy = ox + taps;
-    VF linea[B] = {};
+    VF linea[R][B] = {};
     for (int64_t i = 0; i < taps; ++i) {
       const float* s = piano + (y + oy[i]) * passo + x + ox[i];
       const VF peso = uguali(pesi[i]);
-      for (int64_t b = 0; b < B; ++b) linea[b] = linea[b] + peso * carica(s + b * N);
+      for (int64_t r = 0; r < R; ++r)
+        for (int64_t b = 0; b < B; ++b) linea[r][b] = linea[r][b] + peso * carica(s + r * passo + b * N);
     }
-    for (int64_t b = 0; b < B; ++b) somma[b] = somma[b] + linea[b] / peso_totale;
+    for (int64_t r = 0; r < R; ++r)
+      for (int64_t b = 0; b < B; ++b) somma[r][b] = somma[r][b] + linea[r][b] / peso_totale;
   }
-  for (int64_t b = 0; b < B && x + b * N < w2; ++b) salva(riga + x + b * N, somma[b], minore(N, w2 - x - b * N));
+  for (int64_t r = 0; r < R; ++r)
+    for (int64_t b = 0; b < B && x + b * N < w2; ++b)
+      salva(riga + r * w2 + x + b * N, somma[r][b], minore(N, w2 - x - b * N));
 }
 
-// Twelve vectors at a time, which spreads each tap's address over more
-// samples; the row's end in fours, reading at most three vectors past it.
-VARNO_VARIANTE void k_stella(const float* piano, int64_t passo, int64_t w2, int64_t y, int32_t direzioni, int64_t taps,
-                             const int32_t* spostamenti, const float* pesi, float peso_totale, float* riga) {
+// Twelve vectors at a time (six for narrower vectors, which have half the
+// registers), the row's end in fours, reading at most three vectors past it.
+template <int64_t R>
+NUCLEO void stella_righe(const float* piano, int64_t passo, int64_t w2, int64_t y, int32_t direzioni, int64_t taps,
+                         const int32_t* spostamenti, const float* pesi, float peso_totale, float* riga) {
+  constexpr int64_t B = N == 16 || R == 1 ? 12 : 6;
   int64_t x = 0;
-  for (; x + 12 * N <= w2; x += 12 * N)
-    stella_blocco<12>(piano, passo, w2, y, x, direzioni, taps, spostamenti, pesi, peso_totale, riga);
+  for (; x + B * N <= w2; x += B * N)
+    stella_blocco<R, B>(piano, passo, w2, y, x, direzioni, taps, spostamenti, pesi, peso_totale, riga);
   for (; x < w2; x += 4 * N)
-    stella_blocco<4>(piano, passo, w2, y, x, direzioni, taps, spostamenti, pesi, peso_totale, riga);
+    stella_blocco<R, 4>(piano, passo, w2, y, x, direzioni, taps, spostamenti, pesi, peso_totale, riga);
+}
+
+// Rows y and y + 1 (or y alone, where righe is 1), into riga and riga + w2.
+VARNO_VARIANTE void k_stella(const float* piano, int64_t passo, int64_t w2, int64_t y, int64_t righe, int32_t direzioni,
+                             int64_t taps, const int32_t* spostamenti, const float* pesi, float peso_totale,
+                             float* riga) {
+  if (righe >= 2) return stella_righe<2>(piano, passo, w2, y, direzioni, taps, spostamenti, pesi, peso_totale, riga);
+  stella_righe<1>(piano, passo, w2, y, direzioni, taps, spostamenti, pesi, peso_totale, riga);
 }
 
 // --- Grain -------------------------------------------------------------------------
