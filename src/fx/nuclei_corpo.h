@@ -865,8 +865,9 @@ VARNO_VARIANTE void k_aberrazione(const ParamAberrazione& p, const float* const*
 // --- Star ----------------------------------------------------------------------------
 
 // B vectors of R reduced rows from column x, side by side so that the adds'
-// latency is hidden and a tap's samples for the second row, one row down,
-// are mostly the first row's next taps, still in the cache. Each pixel sums
+// latency is hidden. On a line that runs down the frame a tap's samples for
+// the second row are, or lie beside, the first row's some taps on, so a pair
+// of rows reads each cache line about once. Each pixel sums
 // its taps from 0 in ascending order, weight times sample; taps off the plane
 // land on the zero border, and adding +0 to a sum of non-negative terms
 // changes nothing. The lines' sums, each divided by the total weight, are

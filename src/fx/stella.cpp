@@ -58,7 +58,7 @@ void completa_stella(Ridotti& r, Immagine& img, const Quadro& q, float stella, i
 
   const int64_t w2 = r.w2(), h2 = r.h2();
   PianoPrestato accumulo(w2, h2);
-  // Rows in pairs: the second row's taps mostly read what the first's just did.
+  // Rows in pairs, which share most of the cache lines their taps read.
   parallel_for(static_cast<uint64_t>((h2 + 1) / 2), [&](uint64_t i) {
     const int64_t y = 2 * static_cast<int64_t>(i);
     k.stella(r.piano(0), r.passo(), w2, y, std::min<int64_t>(2, h2 - y), direzioni, taps, spostamenti.data(),
