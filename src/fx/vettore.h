@@ -222,11 +222,53 @@ NUCLEO void scambia_blocchi(VF* v) {
       v[i + B] = c;
     }
 }
+// Sixteen lanes: per 128-bit lane, pairs of floats and then of pairs
+// interleave, and whole lanes regroup last. The swaps above would become
+// general two-source shuffles there, which take about twice as long.
+template <size_t... I>
+NUCLEO VF intreccia_1(VF a, VF c, bool alto, std::index_sequence<I...>) {
+  return alto ? __builtin_shufflevector(a, c, int(I / 4 * 4 + 2 + I % 4 / 2 + (I % 2) * N)...)
+              : __builtin_shufflevector(a, c, int(I / 4 * 4 + I % 4 / 2 + (I % 2) * N)...);
+}
+template <size_t... I>
+NUCLEO VF intreccia_2(VF a, VF c, bool alto, std::index_sequence<I...>) {
+  return alto ? __builtin_shufflevector(a, c, int(I / 4 * 4 + 2 + I % 2 + (I % 4 / 2) * N)...)
+              : __builtin_shufflevector(a, c, int(I / 4 * 4 + I % 2 + (I % 4 / 2) * N)...);
+}
+// Lanes 0 and 2 (dispari: 1 and 3) of a, then the same of c.
+template <size_t... I>
+NUCLEO VF corsie_alterne(VF a, VF c, bool dispari, std::index_sequence<I...>) {
+  return dispari ? __builtin_shufflevector(a, c, int((I / 8) * N + ((I / 4) % 2 * 2 + 1) * 4 + I % 4)...)
+                 : __builtin_shufflevector(a, c, int((I / 8) * N + ((I / 4) % 2 * 2) * 4 + I % 4)...);
+}
+
 NUCLEO void trasponi(VF* v) {
+#if VARNO_CORSIE == 16
+  constexpr auto S = std::make_index_sequence<N>{};
+  VF t[16], u[16];
+  for (int i = 0; i < 16; i += 2) {
+    t[i] = intreccia_1(v[i], v[i + 1], false, S);
+    t[i + 1] = intreccia_1(v[i], v[i + 1], true, S);
+  }
+  for (int i = 0; i < 16; i += 4)
+    for (int j = 0; j < 2; ++j) {
+      u[i + 2 * j] = intreccia_2(t[i + j], t[i + j + 2], false, S);
+      u[i + 2 * j + 1] = intreccia_2(t[i + j], t[i + j + 2], true, S);
+    }
+  // u[4k + j] holds, in its 128-bit lane l, column 4l + j of rows 4k .. 4k + 3.
+  for (int j = 0; j < 4; ++j) {
+    const VF ab0 = corsie_alterne(u[j], u[4 + j], false, S), ab1 = corsie_alterne(u[j], u[4 + j], true, S);
+    const VF cd0 = corsie_alterne(u[8 + j], u[12 + j], false, S), cd1 = corsie_alterne(u[8 + j], u[12 + j], true, S);
+    v[j] = corsie_alterne(ab0, cd0, false, S);
+    v[j + 8] = corsie_alterne(ab0, cd0, true, S);
+    v[j + 4] = corsie_alterne(ab1, cd1, false, S);
+    v[j + 12] = corsie_alterne(ab1, cd1, true, S);
+  }
+#else
   scambia_blocchi<1>(v);
   scambia_blocchi<2>(v);
   if constexpr (N > 4) scambia_blocchi<4>(v);
-  if constexpr (N > 8) scambia_blocchi<8>(v);
+#endif
 }
 
 // Lanes picked from one vector by index (each below N), or from two (below 2N).
