@@ -34,6 +34,17 @@ inline varno::Piano luma_di(const Immagine& img, const varno::Quadro& q) {
   return l;
 }
 
+// Every stage on at a strong amount.
+inline varno::FxRicetta tutto(int32_t punte) {
+  varno::FxRicetta r;
+  r.enhance = r.halation = r.bloom = r.streak = r.ca = r.vignetta = r.grana = 0.6f;
+  r.pelle = r.promist = r.mistw = r.glimmer = 0.55f;
+  r.stella = 1.0f;
+  r.fotogramma = -11;
+  r.punte = punte;
+  return r;
+}
+
 inline bool stessi_bit(const Immagine& a, const Immagine& b) {
   return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0;
 }

@@ -103,25 +103,6 @@ namespace {
 // reduction factors 2, 3 and 4.
 const std::pair<int, int> kMisure[] = {{1, 1}, {2, 3}, {17, 19}, {37, 23}, {1921, 9}, {2883, 7}, {9, 3850}, {3850, 5}};
 
-FxRicetta tutto(int32_t punte) {
-  FxRicetta r;
-  r.enhance = 0.6f;
-  r.pelle = 0.55f;
-  r.halation = 0.6f;
-  r.bloom = 0.6f;
-  r.streak = 0.6f;
-  r.promist = 0.55f;
-  r.stella = 1.0f;
-  r.mistw = 0.55f;
-  r.glimmer = 0.55f;
-  r.ca = 0.6f;
-  r.vignetta = 0.6f;
-  r.grana = 0.6f;
-  r.fotogramma = -11;
-  r.punte = punte;
-  return r;
-}
-
 }  // namespace
 
 TEST(Varianti, EachStageMatchesItsRule) {
@@ -131,7 +112,7 @@ TEST(Varianti, EachStageMatchesItsRule) {
         for (bool speciali : {false, true}) {
         SCOPED_TRACE(testing::Message() << w << "x" << h << " stage " << i << (speciali ? " with NaN" : ""));
         const Quadro q = calcola_quadro(w, h);
-        const FxRicetta r = tutto(6);
+        const FxRicetta r = aiuto::tutto(6);
         const Immagine sorgente = ostili(static_cast<size_t>(w * h * 3), static_cast<uint32_t>(w * 7 + h + i), speciali);
         const Piano luma = regola::luma_di(sorgente);
         Immagine atteso = sorgente, img = sorgente;
@@ -160,14 +141,14 @@ TEST(Varianti, EachStageMatchesItsRule) {
 // pass and only when a later stage reads it, vignette and grain on the last
 // pass before them); the rule runs each stage by itself.
 TEST(Varianti, TheChainMatchesItsRule) {
-  std::vector<FxRicetta> ricette = {tutto(4), tutto(6), tutto(8)};
+  std::vector<FxRicetta> ricette = {aiuto::tutto(4), aiuto::tutto(6), aiuto::tutto(8)};
   FxRicetta predefinita;
   predefinita.enhance = 0.06f;
   predefinita.halation = 0.28f;
   predefinita.bloom = 0.16f;
   predefinita.vignetta = 0.1f;
   ricette.push_back(predefinita);
-  FxRicetta senza_ca = tutto(8);
+  FxRicetta senza_ca = aiuto::tutto(8);
   senza_ca.ca = 0.0f;
   ricette.push_back(senza_ca);
   FxRicetta code = {};
@@ -272,7 +253,7 @@ TEST(Varianti, PlanesLargerThanTheCachesStreamTheSameBits) {
   const Piano p = ostili(static_cast<size_t>(w) * h, 7, false);
   const Immagine sorgente = ostili(static_cast<size_t>(w) * h * 3, 11, false);
   const Quadro q = calcola_quadro(w, h);
-  const FxRicetta r = tutto(6);
+  const FxRicetta r = aiuto::tutto(6);
   Piano b = p;
   regola::box(b, w, h, 5);
   Immagine atteso = sorgente;
