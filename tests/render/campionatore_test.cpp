@@ -53,10 +53,12 @@ bool stessi_bit(const float* a, const float* b, size_t n) { return std::memcmp(a
 TEST(Campionatore, EveryVariantGivesTheBitsOfTheOnePixelRule) {
   const Lut3D t = tabella(3);
   // Rows with pixels on the table's last point, rows that are all inside its
-  // cells, and rows inside its first and last cells only (where the wider
-  // loads reach furthest), at every length up to a few vector widths and
-  // around the lengths a row is worked in.
-  for (int caso = 0; caso < 3; ++caso) {
+  // cells, rows inside its first and last cells only (where the wider loads
+  // reach furthest), and smooth rows whose long runs fall in one cell (and
+  // variants may take them together), whole or broken by one pixel in the
+  // next cell along each axis in turn or on the last point; at every length
+  // up to a few vector widths and around the lengths a row is worked in.
+  for (int caso = 0; caso < 8; ++caso) {
     std::vector<float> s = sorgente(160, 9 + caso);
     if (caso == 1)
       for (float& v : s)
@@ -65,6 +67,19 @@ TEST(Campionatore, EveryVariantGivesTheBitsOfTheOnePixelRule) {
       const float estremi[] = {1e-6f, 0.012f, 0.9876f, 0.99999994f};
       std::mt19937 g(11);
       for (float& v : s) v = estremi[g() % 4];
+    }
+    if (caso >= 3) {
+      for (size_t i = 0; i < 160; ++i) {
+        float* p = &s[i * 4];
+        // Cell 33, 20, 57 of 80, fractions from 0 (on the grid point) up.
+        p[0] = (33.0f + static_cast<float>(i % 17) / 17.0f) / 80.0f;
+        p[1] = 0.25f + static_cast<float>(i) * 1e-5f;
+        p[2] = (57.0f + 0.5f) / 80.0f - static_cast<float>(i) * 1e-6f;
+        p[3] = i == 5 ? std::numeric_limits<float>::quiet_NaN() : static_cast<float>(i) * -0.25f;
+      }
+      const int rottura = caso - 4;  // -1: whole
+      if (rottura >= 0 && rottura < 3) s[9 * 4 + static_cast<size_t>(rottura)] += 1.0f / 80.0f;
+      if (rottura == 3) s[20 * 4 + 1] = 1.0f;
     }
     std::vector<float> attesi(160 * 3);
     for (size_t i = 0; i < 160; ++i) campiona_pixel(t, &s[i * 4], &attesi[i * 3]);
@@ -131,43 +146,6 @@ struct Immagine4 {
     return v;
   }
 };
-
-// Smooth rows, where long runs of pixels fall in one cell of the table (and
-// variants may take them together), with a run broken by one pixel in the
-// next cell along each axis in turn, and on the table's last point.
-TEST(Campionatore, SmoothRowsInOneCellAndRunsBrokenByOnePixel) {
-  const Lut3D t = tabella(6);
-  const float nan = std::numeric_limits<float>::quiet_NaN();
-  for (int rottura = -1; rottura < 4; ++rottura) {
-    const int64_t n = 53;
-    std::vector<float> s(static_cast<size_t>(n) * 4);
-    for (int64_t i = 0; i < n; ++i) {
-      float* p = &s[static_cast<size_t>(i) * 4];
-      // Cell 33, 20, 57 of 80, fractions from 0 (on the grid point) up.
-      p[0] = (33.0f + static_cast<float>(i % 17) / 17.0f) / 80.0f;
-      p[1] = 0.25f + static_cast<float>(i) * 1e-5f;
-      p[2] = (57.0f + 0.5f) / 80.0f - static_cast<float>(i) * 1e-6f;
-      p[3] = i == 5 ? nan : static_cast<float>(i) * -0.25f;
-    }
-    if (rottura >= 0 && rottura < 3) s[9 * 4 + static_cast<size_t>(rottura)] += 1.0f / 80.0f;  // next cell
-    if (rottura == 3) s[20 * 4 + 1] = 1.0f;  // the last point
-    std::vector<float> attesi(static_cast<size_t>(n) * 3);
-    for (int64_t i = 0; i < n; ++i) campiona_pixel(t, &s[static_cast<size_t>(i) * 4], &attesi[static_cast<size_t>(i) * 3]);
-    for (int isa = 0; isa <= static_cast<int>(isa_disponibile()); ++isa) {
-      limita_isa(static_cast<Isa>(isa));
-      std::vector<float> rgba(static_cast<size_t>(n) * 4), rgb(static_cast<size_t>(n) * 3), alfa(static_cast<size_t>(n));
-      campiona_riga_rgba(t, s.data(), n, rgba.data());
-      campiona_riga(t, s.data(), n, rgb.data(), alfa.data());
-      EXPECT_TRUE(stessi_bit(rgb.data(), attesi.data(), attesi.size())) << nome_isa(static_cast<Isa>(isa));
-      for (int64_t i = 0; i < n; ++i) {
-        ASSERT_TRUE(stessi_bit(&rgba[static_cast<size_t>(i) * 4], &attesi[static_cast<size_t>(i) * 3], 3))
-            << nome_isa(static_cast<Isa>(isa)) << " break " << rottura << " pixel " << i;
-        ASSERT_TRUE(stessi_bit(&rgba[static_cast<size_t>(i) * 4 + 3], &s[static_cast<size_t>(i) * 4 + 3], 1));
-      }
-    }
-    limita_isa(Isa::avx512);
-  }
-}
 
 TEST(PassataDiretta, GivesTheBitsOfGradingThenWritingForAnyWindowAndBounds) {
   const Lut3D t = tabella(5);
