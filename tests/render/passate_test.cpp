@@ -3,52 +3,19 @@
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <random>
-#include <vector>
 
 #include "render/render.h"
+
+#include "aiuto.h"
 
 namespace {
 
 using namespace varno;
 
-// A table with random samples, so that any mix-up of axes or samples shows.
-Lut3D tabella_casuale(uint32_t seme = 7) {
-  Lut3D t;
-  t.N = 81;
-  t.dati.resize(81u * 81u * 81u * 3u);
-  std::mt19937 g(seme);
-  std::uniform_real_distribution<float> d(0.0f, 1.0f);
-  for (auto& v : t.dati) v = d(g);
-  return t;
-}
-
 const float* campione(const Lut3D& t, int r, int g, int b) { return &t.dati[((b * 81 + g) * 81 + r) * 3]; }
 
-// A host-like RGBA image with its own bounds, optionally stored bottom-up.
-struct ImmagineProva {
-  OfxRectI bounds;
-  bool capovolta;
-  std::vector<float> mem;
-  ImmagineProva(OfxRectI b, bool cap, float riempi = -7.0f)
-      : bounds(b), capovolta(cap), mem(static_cast<size_t>(larghezza() * altezza() * 4), riempi) {}
-  int larghezza() const { return bounds.x2 - bounds.x1; }
-  int altezza() const { return bounds.y2 - bounds.y1; }
-  float* px(int X, int Y) {
-    const int riga = capovolta ? altezza() - 1 - (Y - bounds.y1) : Y - bounds.y1;
-    return &mem[static_cast<size_t>((riga * larghezza() + (X - bounds.x1)) * 4)];
-  }
-  VistaImmagine vista() {
-    VistaImmagine v;
-    v.bounds = bounds;
-    v.row_bytes = (capovolta ? -1 : 1) * static_cast<int64_t>(larghezza()) * 16;
-    v.dati = reinterpret_cast<char*>(px(bounds.x1, bounds.y1));
-    return v;
-  }
-};
-
 RGB grada_un_pixel(const Lut3D& t, float r, float g, float b) {
-  ImmagineProva src({0, 0, 1, 1}, false);
+  Immagine4 src({0, 0, 1, 1}, false, 0.0f);
   float* p = src.px(0, 0);
   p[0] = r, p[1] = g, p[2] = b, p[3] = 1.0f;
   Immagine img(3);
@@ -64,7 +31,7 @@ void uguale_a_campione(RGB v, const float* s) {
 }
 
 TEST(PassataColore, CornersGridPointsAndOutOfRangeSitOnExactSamples) {
-  const Lut3D t = tabella_casuale();
+  const Lut3D t = tabella(7);
   const float nan = std::numeric_limits<float>::quiet_NaN();
   uguale_a_campione(grada_un_pixel(t, 0, 0, 0), campione(t, 0, 0, 0));
   uguale_a_campione(grada_un_pixel(t, 1, 1, 1), campione(t, 80, 80, 80));
@@ -74,7 +41,7 @@ TEST(PassataColore, CornersGridPointsAndOutOfRangeSitOnExactSamples) {
 }
 
 TEST(PassataColore, InterpolatesRedThenGreenThenBlue) {
-  const Lut3D t = tabella_casuale(11);
+  const Lut3D t = tabella(11);
   const float r = 0.3f, g = 0.61f, b = 0.07f;
   const float pr = r * 80.0f, pg = g * 80.0f, pb = b * 80.0f;
   const int r0 = static_cast<int>(pr), g0 = static_cast<int>(pg), b0 = static_cast<int>(pb);
@@ -93,9 +60,9 @@ TEST(PassataColore, InterpolatesRedThenGreenThenBlue) {
 }
 
 TEST(PassataColore, ReadsEachImageByItsOwnBoundsAndRowBytes) {
-  const Lut3D t = tabella_casuale(3);
+  const Lut3D t = tabella(3);
   // Source bottom-up with bounds offset from the window; window partly outside it.
-  ImmagineProva src({-5, 10, 7, 30}, true);
+  Immagine4 src({-5, 10, 7, 30}, true, -7.0f);
   for (int Y = 10; Y < 30; ++Y)
     for (int X = -5; X < 7; ++X) {
       float* p = src.px(X, Y);
@@ -121,7 +88,7 @@ TEST(PassataColore, ReadsEachImageByItsOwnBoundsAndRowBytes) {
 }
 
 TEST(PassataScrittura, WritesOnlyTheWindowInsideTheOutputBounds) {
-  ImmagineProva out({-3, -2, 9, 6}, true, -7.0f);  // bottom-up, negative row bytes
+  Immagine4 out({-3, -2, 9, 6}, true, -7.0f);  // bottom-up, negative row bytes
   const OfxRectI win{-5, 0, 4, 8};                   // sticks out left and top
   const int64_t W = 9, H = 8;
   Immagine img(W * H * 3);
