@@ -10,6 +10,7 @@
 
 #include "render/impostazioni.h"
 #include "immagini.h"
+#include "interruttori.h"
 #include "processo.h"
 #include "tool.h"
 
@@ -23,11 +24,6 @@ std::vector<float> leggi_rgba(const fs::path& p, int w, int h) {
   f.px.resize(static_cast<size_t>(w) * h * 4);
   return f.px;
 }
-
-// A look switches on its own effects; switch all twelve off so only the grade shows.
-const char* const kSpenti[] = {"halation_on=0", "bloom_on=0", "enhance_on=0", "vignetta_on=0",
-                               "promist_on=0",  "mistw_on=0", "glimmer_on=0", "pelle_on=0",
-                               "streak_on=0",   "ca_on=0",    "grana_on=0",   "stella_on=0"};
 
 TEST(LookSulGrafico, EveryLookMatchesTheColourTransformWithinItsTableCell) {
   const int w = 96, h = 54;
@@ -48,7 +44,8 @@ TEST(LookSulGrafico, EveryLookMatchesTheColourTransformWithinItsTableCell) {
     const fs::path uscita = dir / ("look" + std::to_string(l) + ".exr");
     std::vector<std::string> arg = {"--demo", "--size", std::to_string(w) + "x" + std::to_string(h), "--quiet",
                                     "--set", "look=" + lista[l].nome};
-    for (const char* s : kSpenti) arg.insert(arg.end(), {"--set", s});
+    // The look switches on its own effects; all twelve off, so only the grade shows.
+    for (const char* s : prova::kInterruttori) arg.insert(arg.end(), {"--set", std::string(s) + "=0"});
     arg.push_back(uscita.string());
     ASSERT_EQ(run(arg).code, 0);
     const std::vector<float> out = leggi_rgba(uscita, w, h);

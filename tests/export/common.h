@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "cli/processo.h"
+#include "interruttori.h"
 #include "ofx_host.h"
 
 namespace {
@@ -84,10 +85,7 @@ struct Grade {
       else
         inst.set(n, std::strtod(v.c_str(), nullptr));
     }
-    for (ofxhost::Param* p : inst.params())
-      if (p->type() == "OfxParamTypeBoolean" && p->name().size() > 3 &&
-          p->name().compare(p->name().size() - 3, 3, "_on") == 0)
-        inst.set(p->name(), 0);
+    for (const char* e : prova::kInterruttori) inst.set(e, 0);
   }
 
   // The plug-in's output for each RGB triple.

@@ -6,6 +6,7 @@
 
 #include <string>
 
+#include "interruttori.h"
 #include "ofx_host.h"
 
 namespace prova {
@@ -18,9 +19,7 @@ inline ofxhost::Plugin carica(const ofxhost::HostOptions& o = {}) {
 
 // Every effect off, so that only the grade reaches the output.
 inline void effetti_spenti(ofxhost::Instance& inst) {
-  for (const char* e : {"halation_on", "bloom_on", "enhance_on", "vignetta_on", "promist_on", "mistw_on", "glimmer_on",
-                        "pelle_on", "streak_on", "ca_on", "grana_on", "stella_on"})
-    inst.set(e, 0);
+  for (const char* e : kInterruttori) inst.set(e, 0);
 }
 
 inline void riempi_rampa(ofxhost::Image& img) {

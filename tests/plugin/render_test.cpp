@@ -160,9 +160,7 @@ TEST(Concorrenza, InstancesRenderingAtOnceGiveTheirOwnFrames) {
     if (l.effetti == 0) prova::effetti_spenti(in);
     for (const char* e : {"grana_on", "ca_on"}) in.set(e, l.effetti >= 1);
     if (l.effetti == 2)
-      for (const char* e : {"halation_on", "bloom_on", "enhance_on", "vignetta_on", "promist_on", "mistw_on",
-                            "glimmer_on", "pelle_on", "streak_on", "stella_on"})
-        in.set(e, 1);
+      for (const char* e : prova::kInterruttori) in.set(e, 1);
     sorgenti.emplace_back(OfxRectI{0, 0, l.w, l.h});
     prova::riempi_rampa(sorgenti.back());
   }
