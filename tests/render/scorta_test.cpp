@@ -13,6 +13,7 @@
 #include "render/scorta.h"
 
 #include "grandi_allocazioni.h"
+#include "interruttori.h"
 
 namespace {
 
@@ -57,17 +58,26 @@ struct Banco {
   }();
 };
 
+// The direct pass with the effects off, the default effects and all twelve;
+// 700x500 blurs at full size, 1920x200 on half-size copies.
 TEST(Scorta, ASecondFrameOfTheSameSizeTakesNoFreshWholeFrameMemory) {
   Banco b;
-  ofxhost::Instance inst = b.p.create_instance();
-  for (const char* e : {"halation_on", "bloom_on", "enhance_on", "vignetta_on"}) inst.set(e, 0);
-  const OfxRectI r{0, 0, 700, 500};
-  ofxhost::Image src(r), dst(r);
-  src.fill(0.4f, 0.5f, 0.6f, 1.0f);
-  ASSERT_EQ(inst.render(0, r, src, dst), kOfxStatOK);
-  const uint64_t dopo_primo = g_grandi.load();
-  ASSERT_EQ(inst.render(1, r, src, dst), kOfxStatOK);
-  EXPECT_EQ(g_grandi.load(), dopo_primo) << "the second frame allocated whole-frame buffers again";
+  for (int tutti : {0, -1, 1})  // -1 keeps the defaults
+    for (auto [w, h] : {std::pair{700, 500}, std::pair{1920, 200}}) {
+      ofxhost::Instance inst = b.p.create_instance();
+      if (tutti >= 0)
+        for (const char* e : prova::kInterruttori) inst.set(e, tutti);
+      inst.set_choice("punte", "8");
+      const OfxRectI r{0, 0, w, h};
+      ofxhost::Image src(r), dst(r);
+      for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x)
+          for (int c = 0; c < 4; ++c) src.pixel(x, y)[c] = static_cast<float>((x * 7 + y * 13 + c * 31) % 101) / 96.0f;
+      ASSERT_EQ(inst.render(0, r, src, dst), kOfxStatOK);
+      const uint64_t dopo_primo = g_grandi.load();
+      ASSERT_EQ(inst.render(1, r, src, dst), kOfxStatOK);
+      EXPECT_EQ(g_grandi.load(), dopo_primo) << w << "x" << h << (tutti < 0 ? " defaults" : tutti ? " all twelve" : " off");
+    }
 }
 
 // With the effects on, a frame borrows planes of several sizes (full and
