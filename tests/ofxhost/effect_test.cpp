@@ -1,5 +1,5 @@
 // The image-effect and parameter suites as a plug-in meets them: images,
-// values and keys, failures, the call log and instance-changed.
+// values and keys, and instance-changed.
 #include "fake.h"
 
 namespace {
@@ -113,54 +113,6 @@ TEST_F(HostEffect, ValuesTravelThroughVaListsAndKeysHoldPerTime) {
   ASSERT_EQ(inst.render(12.0, {0, 0, 1, 1}, src, dst), kOfxStatOK);
   EXPECT_FLOAT_EQ(dst.pixel(0, 0)[0], 1.2f);
   EXPECT_EQ(inst.time(), 15.0);
-}
-
-TEST_F(HostEffect, InjectedFailuresReachThePlugin) {
-  Plugin p = loaded();
-  Instance inst = p.create_instance();
-  Image src({0, 0, 4, 4}), dst({0, 0, 4, 4});
-  inst.faults().clip_handle = {"Source"};
-  EXPECT_EQ(inst.render(0, {0, 0, 4, 4}, src, dst), kOfxStatFailed);
-  inst.faults() = {};
-  inst.faults().clip_image = {"Output"};
-  EXPECT_EQ(inst.render(0, {0, 0, 4, 4}, src, dst), kOfxStatFailed);
-  EXPECT_EQ(inst.released(), std::vector<std::string>{"Source"});
-  inst.faults() = {};
-  inst.faults().null_data = {"Output"};
-  EXPECT_EQ(inst.render(0, {0, 0, 4, 4}, src, dst), kOfxStatFailed);
-  EXPECT_EQ(inst.released(), (std::vector<std::string>{"Source", "Output"}));
-  inst.faults() = {};
-  EXPECT_EQ(inst.render(0, {0, 0, 4, 4}, nullptr, dst), kOfxStatFailed) << "no source image";
-  EXPECT_EQ(inst.render(0, {0, 0, 4, 4}, src, dst), kOfxStatOK);
-  EXPECT_EQ(inst.images_held(), 0);
-
-  HostOptions o;
-  o.missing_suites = {"OfxParameterSuite"};
-  Plugin q = Host::adopt(&fake::gRecord, o);
-  q.set_host();
-  EXPECT_EQ(q.load(), kOfxStatFailed);
-  EXPECT_EQ(fake::Pa, nullptr);
-  q.set_host(nullptr);
-  EXPECT_EQ(q.load(), kOfxStatFailed);
-}
-
-TEST_F(HostEffect, SuiteCallsAreRecordedInOrder) {
-  Plugin p = loaded();
-  Instance inst = p.create_instance();
-  Image src({0, 0, 2, 2}), dst({0, 0, 2, 2});
-  p.clear_log();
-  ASSERT_EQ(inst.render(5, {0, 0, 2, 2}, src, dst), kOfxStatOK);
-  const std::vector<std::string> want = {
-      "propGetDouble OfxPropTime 0",     "propGetIntN OfxImageEffectPropRenderWindow 4",
-      "clipGetHandle Source",            "clipGetImage Source 5",
-      "propGetPointer OfxImagePropData 0", "propGetInt OfxImagePropRowBytes 0",
-      "propGetIntN OfxImagePropBounds 4", "clipGetHandle Output",
-      "clipGetImage Output 5",           "propGetPointer OfxImagePropData 0",
-      "propGetInt OfxImagePropRowBytes 0", "propGetIntN OfxImagePropBounds 4",
-      "getParamSet",                     "paramGetHandle gain",
-      "paramGetValue gain",              "clipReleaseImage Source",
-      "clipReleaseImage Output"};
-  EXPECT_EQ(p.calls(), want);
 }
 
 TEST_F(HostEffect, PluginEditsComeBackAsNestedInstanceChanged) {

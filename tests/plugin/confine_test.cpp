@@ -245,7 +245,11 @@ TEST(Istanza, ASelectedLookWritesItsRecipeAndLeavesTheRestAlone) {
   inst.set("grana", 0.4);
   inst.set("stella_on", 1);
   inst.set("forza", 0.7);
+  p.clear_log();
   inst.set_choice("look", "Midnight");
+  // The log shows what a look writes, so the tests that find no write in it can tell.
+  const std::vector<std::string> scritto = p.calls();
+  EXPECT_NE(std::find(scritto.begin(), scritto.end(), "paramSetValue promist_on 1"), scritto.end());
   EXPECT_EQ(inst.get_double("promist"), static_cast<double>(0.5f));
   EXPECT_EQ(inst.get_int("promist_on"), 1);
   EXPECT_EQ(inst.get_double("mistw"), 0.0);

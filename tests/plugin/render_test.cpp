@@ -35,6 +35,8 @@ TEST_F(Banco, FailureRulesReleaseWhatWasTakenSourceFirst) {
   EXPECT_EQ(inst.render(0, {0, 0, 8, 8}, src, dst), kOfxStatFailed);
   EXPECT_TRUE(inst.released().empty());
   inst.faults() = {};
+  EXPECT_EQ(inst.render(0, {0, 0, 8, 8}, nullptr, dst), kOfxStatFailed) << "no source connected";
+  EXPECT_TRUE(inst.released().empty());
 
   inst.faults().clip_image = {"Output"};
   EXPECT_EQ(inst.render(0, {0, 0, 8, 8}, src, dst), kOfxStatFailed);
