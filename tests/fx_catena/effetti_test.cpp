@@ -120,7 +120,8 @@ TEST(Dettaglio, EnhanceAndSkinDiffusionAtMiddlingDifferences) {
   }
 }
 
-TEST(Vignetta, MaskValuesAndTranspose) {
+// The stage keeps 1 - mask * amount; its mask is worked out here in double.
+TEST(Vignetta, MaskValuesTransposeAndEachPixel) {
   const auto m = vignetta_mask(1920, 1080);
   ASSERT_EQ(m->size(), 1920u * 1080u);
   auto at = [&](int x, int y) { return (*m)[static_cast<size_t>(y * 1920 + x)]; };
@@ -135,11 +136,6 @@ TEST(Vignetta, MaskValuesAndTranspose) {
   for (size_t y = 0; y < 1080; ++y)
     for (size_t x = 0; x < 1920; ++x) ASSERT_EQ((*m)[y * 1920 + x], (*alto)[x * 1080 + y]) << x << "," << y;
 
-}
-
-// The stage itself on single pixels: the corner keeps 1 - amount, a pixel on
-// the way keeps 1 - mask * amount with the mask worked out here in double.
-TEST(Vignetta, EachPixelKeepsOneMinusMaskTimesAmount) {
   const int w = 50, h = 30;
   Immagine img = aiuto::piatta(w, h, 0.8f, 0.5f, 0.25f);
   fx_vignetta(img, calcola_quadro(w, h), 0.35f);
