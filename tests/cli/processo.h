@@ -93,6 +93,13 @@ struct InFolder : ::testing::Test {
     fs::create_directories(dir);
   }
   std::string at(const std::string& name) const { return (dir / name).string(); }
+  // What the folder, or a folder inside it, holds, by name.
+  std::vector<std::string> listing(const std::string& where = "") const {
+    std::vector<std::string> names;
+    for (auto& e : fs::directory_iterator(dir / where)) names.push_back(e.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
+  }
 };
 
 }  // namespace

@@ -11,15 +11,7 @@
 
 namespace {
 
-struct Resume : ::testing::Test {
-  fs::path dir;
-  void SetUp() override {
-    dir = fs::path(VARNO_TEST_TMP) / ("resume-" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()));
-    fs::remove_all(dir);
-    fs::create_directories(dir);
-  }
-  std::string at(const std::string& name) const { return (dir / name).string(); }
-};
+using Resume = InFolder;
 
 const std::vector<std::string> kGrainyChart = {"--plugin", VARNO_TEST_BUNDLE, "--demo", "--size", "24x16",
                                                "--set",    "grana_on=on",     "--set",  "grana=0.6"};
@@ -86,7 +78,7 @@ TEST_F(Resume, DryRunListsEachFrameAndRendersNothing) {
   EXPECT_EQ(r.out, "2\trender\t" + at("out.0002.png") + "\n");
   r = run(with({"--dry-run", at("still.png")}));
   EXPECT_EQ(r.out, "-\trender\t" + at("still.png") + "\n");
-  EXPECT_EQ(std::distance(fs::directory_iterator(dir), fs::directory_iterator()), 1);
+  EXPECT_EQ(listing(), std::vector<std::string>{"out.0002.png"});
 
   // It checks what a real run would, before a farm is asked for anything.
   r = run(with({"--dry-run", "--set", "forza=2", "--frames", "1-3", at("out.%04d.png")}));

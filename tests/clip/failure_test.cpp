@@ -15,13 +15,6 @@
 
 namespace {
 
-std::vector<std::string> listing(const fs::path& dir) {
-  std::vector<std::string> names;
-  for (auto& e : fs::directory_iterator(dir)) names.push_back(e.path().filename().string());
-  std::sort(names.begin(), names.end());
-  return names;
-}
-
 void write_text(const fs::path& p, const std::string& text) {
   std::ofstream f(p, std::ios::binary);
   f << text;
@@ -36,13 +29,13 @@ struct Failing : InFolder {
   void expect_refused(const varno_render::ClipJob& job, int code, const std::string& culprit, const std::string& why) {
     const bool earlier = fs::is_directory(fs::path(job.output).parent_path());
     if (earlier) write_text(job.output, "the user's earlier render");
-    const std::vector<std::string> before = listing(dir);
+    const std::vector<std::string> before = listing();
     varno_render::Failure f = inproc::render(job);
     EXPECT_EQ(f.code, code) << f.message;
     EXPECT_EQ(f.message.find('\n'), std::string::npos) << f.message;
     EXPECT_NE(f.message.find(culprit), std::string::npos) << f.message;
     EXPECT_NE(f.message.find(why), std::string::npos) << f.message;
-    EXPECT_EQ(listing(dir), before);
+    EXPECT_EQ(listing(), before);
     if (earlier) EXPECT_TRUE(kit::bytes_of(job.output) == "the user's earlier render");
     else EXPECT_FALSE(fs::exists(job.output));
   }
@@ -137,7 +130,7 @@ TEST_F(Failing, TheToolSaysItInOneLine) {
   const std::string whole = kit::bytes_of(at("in.mov"));
   write_text(at("cut.mov"), whole.substr(0, whole.size() / 2));
   write_text(at("out.mov"), "the user's earlier render");
-  const std::vector<std::string> before = listing(dir);
+  const std::vector<std::string> before = listing();
   struct Case {
     std::vector<std::string> args;
     int code;
@@ -156,7 +149,7 @@ TEST_F(Failing, TheToolSaysItInOneLine) {
     EXPECT_EQ(r.err.rfind("varno-render: ", 0), 0u) << r.err;
     EXPECT_NE(r.err.find(c.says), std::string::npos) << r.err;
   }
-  EXPECT_EQ(listing(dir), before);
+  EXPECT_EQ(listing(), before);
   EXPECT_TRUE(kit::bytes_of(at("out.mov")) == "the user's earlier render");
 }
 
@@ -166,7 +159,7 @@ TEST_F(Failing, InterruptedRunLeavesNothing) {
   s.height = 16;
   kit::make_clip(at("in.mov"), s);
   write_text(at("out.mov"), "the user's earlier render");
-  const std::vector<std::string> before = listing(dir);
+  const std::vector<std::string> before = listing();
 
   const std::string tool = VARNO_TEST_RENDER, in = at("in.mov"), out = at("out.mov");
   pid_t pid = fork();
@@ -181,7 +174,7 @@ TEST_F(Failing, InterruptedRunLeavesNothing) {
   // Interrupt once the clip is being written.
   bool writing = false;
   for (int k = 0; k < 20000 && !writing; ++k) {
-    for (const std::string& name : listing(dir)) writing = writing || name.find(".tmp") != std::string::npos;
+    for (const std::string& name : listing()) writing = writing || name.find(".tmp") != std::string::npos;
     if (!writing) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
   ASSERT_TRUE(writing) << "no temporary file appeared";
@@ -190,7 +183,7 @@ TEST_F(Failing, InterruptedRunLeavesNothing) {
   waitpid(pid, &status, 0);
   ASSERT_TRUE(WIFSIGNALED(status)) << "the run ended before it was interrupted; make the clip longer";
   EXPECT_EQ(WTERMSIG(status), SIGINT);
-  EXPECT_EQ(listing(dir), before);
+  EXPECT_EQ(listing(), before);
   EXPECT_TRUE(kit::bytes_of(at("out.mov")) == "the user's earlier render");
 }
 

@@ -23,16 +23,6 @@ const std::string kBundle = VARNO_TEST_BUNDLE;
 
 using Sets = std::vector<std::pair<std::string, std::string>>;
 
-// A folder of its own for each test, and what is in it.
-struct Listed : InFolder {
-  std::vector<std::string> listing(const std::string& where = "") const {
-    std::vector<std::string> names;
-    for (auto& e : fs::directory_iterator(dir / where)) names.push_back(e.path().filename().string());
-    std::sort(names.begin(), names.end());
-    return names;
-  }
-};
-
 
 // varno-render's arguments: the built bundle, then --set for each setting, then the rest.
 inline std::vector<std::string> tool_args(const Sets& sets, const std::vector<std::string>& rest) {

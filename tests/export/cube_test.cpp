@@ -8,7 +8,7 @@ namespace OCIO = OCIO_NAMESPACE;
 
 namespace {
 
-using ExportCube = Listed;
+using ExportCube = InFolder;
 
 // A grade that treats the three channels differently: a print look's crosstalk, white
 // balance off neutral, a camera with a gamut of its own.

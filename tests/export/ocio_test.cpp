@@ -8,7 +8,7 @@ namespace OCIO = OCIO_NAMESPACE;
 
 namespace {
 
-using ExportOcio = Listed;
+using ExportOcio = InFolder;
 
 std::vector<std::string> look_names() {
   ofxhost::Plugin p = ofxhost::Host::load(kBundle);

@@ -13,7 +13,7 @@
 
 namespace {
 
-using ContactSheet = Listed;
+using ContactSheet = InFolder;
 
 // The frame rendered in this process with a look, then the values the user named.
 Picture render_with(const Picture& frame, const std::string& look, const Sets& sets, double time) {
