@@ -25,21 +25,8 @@ void write_exr(const fs::path& path, const ofxhost::Image& img) {
 
 using Clip = InFolder;
 
-// A 10-bit ProRes clip tagged BT.709, with or without sound and timecode.
-kit::Plan prores(int frames, bool audio = false, AVRational rate = {25, 1}) {
-  kit::Plan s;
-  s.encoder = "prores_ks";
-  s.format = AV_PIX_FMT_YUV422P10;
-  s.profile = FF_PROFILE_PRORES_HQ;
-  s.matrix = AVCOL_SPC_BT709;
-  s.frames = frames;
-  s.rate = rate;
-  s.audio = audio;
-  return s;
-}
-
 TEST_F(Clip, EachFrameRendersLikeAStillOfTheSameDecodedFrameAtItsIndex) {
-  kit::make_clip(at("in.mov"), prores(2));
+  kit::make_clip(at("in.mov"), kit::prores(2));
   // Grain follows the frame, so a frame rendered at any other time would differ.
   const std::vector<std::string> sets{"--set", "grana_on=1", "--set", "grana=0.5"};
   std::vector<std::string> a = sets;
@@ -115,7 +102,7 @@ void expect_709(const kit::Probe& p) {
 }
 
 TEST_F(Clip, OutputKeepsSizeRateFramesAudioAndTimecodeTaggedBT709) {
-  kit::Plan s = prores(6, true, {24000, 1001});
+  kit::Plan s = kit::prores(6, true, {24000, 1001});
   s.width = 256;  // the least DNxHR takes
   s.height = 128;
   s.timecode = "01:00:00:00";
@@ -216,7 +203,7 @@ TEST_F(Clip, SequenceIntoClipAndProgress) {
 // A farm task on a clip: --dry-run lists each frame's file, --skip-existing leaves the files
 // already written alone and renders the others as a whole run would.
 TEST_F(Clip, IntoFilesAFarmTaskResumes) {
-  kit::make_clip(at("in.mov"), prores(4));
+  kit::make_clip(at("in.mov"), kit::prores(4));
   const std::vector<std::string> sets{"-q", "--set", "grana_on=1", "--frames", "0-3", at("in.mov")};
   std::vector<std::string> a = sets;
   a.push_back(at("whole.####.exr"));

@@ -45,24 +45,16 @@ struct Failing : InFolder {
   }
 };
 
-kit::Plan prores(int frames) {
-  kit::Plan s;
-  s.encoder = "prores_ks";
-  s.format = AV_PIX_FMT_YUV422P10;
-  s.frames = frames;
-  return s;
-}
-
 TEST_F(Failing, BrokenAndUnsupportedClipsAreRefusedNamingTheFile) {
   expect_refused("missing.mov", "out.mov", 1, "missing.mov", "no such file");
 
   // Cut short: with the index at the end it is gone; with it in front, frames are missing,
   // cut inside one or cleanly after one.
-  kit::make_clip(at("whole.mov"), prores(8));
+  kit::make_clip(at("whole.mov"), kit::prores(8));
   std::string bytes = kit::bytes_of(at("whole.mov"));
   write_text(at("cut.mov"), bytes.substr(0, bytes.size() / 2));
   expect_refused("cut.mov", "out.mov", 1, "cut.mov", "invalid data");
-  kit::Plan fast = prores(8);
+  kit::Plan fast = kit::prores(8);
   fast.movflags = "+faststart";
   kit::make_clip(at("fast.mov"), fast);
   bytes = kit::bytes_of(at("fast.mov"));
@@ -79,23 +71,23 @@ TEST_F(Failing, BrokenAndUnsupportedClipsAreRefusedNamingTheFile) {
   write_text(at("odd.mov"), bytes);
   expect_refused("odd.mov", "out.mov", 1, "odd.mov", "not supported ('zzzz')");
 
-  kit::Plan sound = prores(4);
+  kit::Plan sound = kit::prores(4);
   sound.video = false;
   sound.audio = true;
   kit::make_clip(at("sound.mov"), sound);
   expect_refused("sound.mov", "out.mov", 1, "sound.mov", "no video stream");
 
   // AVI keeps a video track with no frames; Matroska writes hardly a file.
-  kit::make_clip(at("empty.avi"), prores(0));
+  kit::make_clip(at("empty.avi"), kit::prores(0));
   expect_refused("empty.avi", "out.mov", 1, "empty.avi", "no video frames");
   expect_refused("empty.avi", "f.####.exr", 1, "empty.avi", "no video frames");  // into a sequence
   EXPECT_FALSE(fs::exists(at("f.0000.exr")));
-  kit::make_clip(at("empty.mkv"), prores(0));
+  kit::make_clip(at("empty.mkv"), kit::prores(0));
   expect_refused("empty.mkv", "out.mov", 1, "empty.mkv", "ends before its first frame");
 }
 
 TEST_F(Failing, JobsTheFilesCannotTake) {
-  kit::make_clip(at("in.mov"), prores(3));
+  kit::make_clip(at("in.mov"), kit::prores(3));
   expect_refused(inproc::job(at("in.mov"), at("out.mp4"), "prores_hq"), 2, "--codec prores_hq", "cannot go into .mp4");
   varno_render::ClipJob j = inproc::job(at("in.mov"), at("out.mov"));
   j.frames = std::vector<int>{1, 2, 3, 4, 5};
@@ -106,13 +98,13 @@ TEST_F(Failing, JobsTheFilesCannotTake) {
   fs::create_directories(dir / "no");
   expect_refused("in.mov", "no/such/out.mov", 1, "no/such/out.mov", "no folder");
   // A frame size the codec cannot take.
-  kit::Plan odd = prores(2);
+  kit::Plan odd = kit::prores(2);
   odd.format = AV_PIX_FMT_YUV444P10;
   odd.width = 63;
   kit::make_clip(at("odd.mov"), odd);
   expect_refused("odd.mov", "out.mov", 1, "out.mov", "even width");
   // Sound the container cannot hold unchanged.
-  kit::Plan pcm = prores(2);
+  kit::Plan pcm = kit::prores(2);
   pcm.audio = true;
   pcm.audio_codec = "pcm_s16le";
   kit::make_clip(at("pcm.mov"), pcm);
@@ -126,7 +118,7 @@ TEST_F(Failing, JobsTheFilesCannotTake) {
 
 // The tool itself: one line on stderr, the exit status, the output kept.
 TEST_F(Failing, TheToolSaysItInOneLine) {
-  kit::make_clip(at("in.mov"), prores(2));
+  kit::make_clip(at("in.mov"), kit::prores(2));
   const std::string whole = kit::bytes_of(at("in.mov"));
   write_text(at("cut.mov"), whole.substr(0, whole.size() / 2));
   write_text(at("out.mov"), "the user's earlier render");
@@ -154,7 +146,7 @@ TEST_F(Failing, TheToolSaysItInOneLine) {
 }
 
 TEST_F(Failing, InterruptedRunLeavesNothing) {
-  kit::Plan s = prores(400);
+  kit::Plan s = kit::prores(400);
   s.width = 32;
   s.height = 16;
   kit::make_clip(at("in.mov"), s);

@@ -44,6 +44,19 @@ struct Plan {
   std::string movflags;       // e.g. "+faststart"
 };
 
+// A 10-bit ProRes HQ clip tagged BT.709, with or without sound.
+inline Plan prores(int frames, bool audio = false, AVRational rate = {25, 1}) {
+  Plan s;
+  s.encoder = "prores_ks";
+  s.format = AV_PIX_FMT_YUV422P10;
+  s.profile = FF_PROFILE_PRORES_HQ;
+  s.matrix = AVCOL_SPC_BT709;
+  s.frames = frames;
+  s.rate = rate;
+  s.audio = audio;
+  return s;
+}
+
 inline int bits_of(AVPixelFormat f) { return av_pix_fmt_desc_get(f)->comp[0].depth; }
 
 // The code value of plane p (0 Y, 1 Cb, 2 Cr) of frame k in the 16x16 block (bx, by): flat
